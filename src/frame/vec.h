@@ -1,0 +1,148 @@
+// The vectors of one instruction set, and the operations on them that C++ operators do not give. Every
+// kernel source is compiled once for each instruction set; this header is the only place that knows which.
+//
+// A vector holds kPixels pixels. U8, U16, U32 are views of the same bits (a cast such as U16(px) changes
+// nothing), with lanes in memory order: in a U16 view lane 0 of a pixel holds its bytes 0 and 1, lane 1 its
+// bytes 2 and 3. "x256" says that a lane holds a byte in its high half.
+//
+// Everything lives in the namespace of its build, and everything is inlined: an inline function that reached
+// the linker could be kept for all builds in its AVX-512 form.
+#pragma once
+
+#include <immintrin.h>
+#include <stdint.h>
+
+#include "qxpixlib.h"
+
+#if defined(__AVX512VBMI__)
+#define QX_ISA avx512
+#define QX_OP(name) _mm512_##name
+#elif defined(__AVX2__)
+#define QX_ISA avx2
+#define QX_OP(name) _mm256_##name
+#else
+#define QX_ISA sse2
+#define QX_OP(name) _mm_##name
+#endif
+
+#define QX_INLINE static inline __attribute__((always_inline))
+
+namespace qx::QX_ISA {
+
+#if defined(__AVX512VBMI__)
+using Bits = __m512i;
+#elif defined(__AVX2__)
+using Bits = __m256i;
+#else
+using Bits = __m128i;
+#endif
+
+constexpr int kBytes = sizeof(Bits);
+constexpr int kPixels = kBytes / 4;
+
+typedef uint8_t U8 __attribute__((vector_size(kBytes)));
+typedef uint16_t U16 __attribute__((vector_size(kBytes)));
+typedef uint32_t U32 __attribute__((vector_size(kBytes)));
+
+// ---- memory: any address; nothing outside the n pixels is touched ----
+
+QX_INLINE U8 load(const Argb32* p) {
+    typedef uint8_t Anywhere __attribute__((vector_size(kBytes), aligned(1), may_alias));
+    return *reinterpret_cast<const Anywhere*>(p);
+}
+
+QX_INLINE void store(Argb32* p, U8 px) {
+    typedef uint8_t Anywhere __attribute__((vector_size(kBytes), aligned(1), may_alias));
+    *reinterpret_cast<Anywhere*>(p) = px;
+}
+
+// The first n pixels, 0 < n < kPixels; load_n leaves zeros behind them.
+#if defined(__AVX512VBMI__)
+QX_INLINE __mmask16 first_lanes(int n) { return static_cast<__mmask16>((1u << n) - 1); }
+QX_INLINE U8 load_n(const Argb32* p, int n) { return U8(_mm512_maskz_loadu_epi32(first_lanes(n), p)); }
+QX_INLINE void store_n(Argb32* p, U8 px, int n) { _mm512_mask_storeu_epi32(p, first_lanes(n), Bits(px)); }
+#elif defined(__AVX2__)
+QX_INLINE Bits first_lanes(int n) {
+    static const int32_t window[2 * kPixels] = {-1, -1, -1, -1, -1, -1, -1, -1};
+    return _mm256_loadu_si256(reinterpret_cast<const Bits*>(window + kPixels - n));
+}
+QX_INLINE U8 load_n(const Argb32* p, int n) {
+    return U8(_mm256_maskload_epi32(reinterpret_cast<const int*>(p), first_lanes(n)));
+}
+QX_INLINE void store_n(Argb32* p, U8 px, int n) {
+    _mm256_maskstore_epi32(reinterpret_cast<int*>(p), first_lanes(n), Bits(px));
+}
+#else
+QX_INLINE U8 load_n(const Argb32* p, int n) {
+    if (n == 1) return U8(_mm_loadu_si32(p));
+    Bits two = _mm_loadl_epi64(reinterpret_cast<const Bits*>(p));
+    return U8(n == 2 ? two : _mm_unpacklo_epi64(two, _mm_loadu_si32(p + 2)));
+}
+QX_INLINE void store_n(Argb32* p, U8 px, int n) {
+    if (n == 1) return _mm_storeu_si32(p, Bits(px));
+    _mm_storel_epi64(reinterpret_cast<Bits*>(p), Bits(px));
+    if (n == 3) _mm_storeu_si32(p + 2, _mm_unpackhi_epi64(Bits(px), Bits(px)));
+}
+#endif
+
+// ---- lanes ----
+
+QX_INLINE U8 splat(Argb32 px) { return U8(U32{} + px); }
+
+// a * b / 65536 in each 16-bit lane; a * b itself is the low half.
+QX_INLINE U16 mul_hi(U16 a, U16 b) { return U16(QX_OP(mulhi_epu16)(Bits(a), Bits(b))); }
+
+QX_INLINE U8 add_saturated(U8 a, U8 b) { return U8(QX_OP(adds_epu8)(Bits(a), Bits(b))); }
+
+#if defined(__AVX2__)
+// Byte k of every pixel of the result is byte `from_k` of that pixel; a negative one gives 0.
+template <int from_0, int from_1, int from_2, int from_3>
+QX_INLINE U8 shuffle_pixels(U8 px) {
+    struct Index {
+        alignas(kBytes) uint8_t byte[kBytes];
+    };
+    static constexpr Index index = [] {
+        constexpr int from[4] = {from_0, from_1, from_2, from_3};
+        Index ix{};
+        for (int i = 0; i < kBytes; ++i) ix.byte[i] = from[i % 4] < 0 ? 0x80 : i % 16 / 4 * 4 + from[i % 4];
+        return ix;
+    }();
+    return U8(QX_OP(shuffle_epi8)(Bits(px), *reinterpret_cast<const Bits*>(index.byte)));
+}
+#endif
+
+// Byte `from` of every pixel, as a plain number in both 16-bit lanes of the pixel.
+template <int from>
+QX_INLINE U16 spread_byte(U8 px) {
+#if defined(__AVX2__)
+    return U16(shuffle_pixels<from, -1, from, -1>(px));
+#else
+    U32 byte = U32(px) << (24 - 8 * from) >> 24;
+    return U16(byte | byte << 16);
+#endif
+}
+
+// The pixel at n - 1 also in the place of the one at n - 2, where n % 4 is 2.
+QX_INLINE U8 repeat_last(U8 px, [[maybe_unused]] int n) {
+#if defined(__AVX512VBMI__)
+    return U8(
+        _mm512_mask_shuffle_epi32(Bits(px), static_cast<__mmask16>(1u << (n - 2)), Bits(px), _MM_PERM_DDBB));
+#elif defined(__AVX2__)
+    Bits last = _mm256_shuffle_epi32(Bits(px), _MM_SHUFFLE(3, 3, 1, 1));
+    return U8(_mm256_blendv_epi8(last, Bits(px), first_lanes(n - 2)));
+#else
+    return U8(_mm_shuffle_epi32(Bits(px), _MM_SHUFFLE(3, 3, 1, 1)));
+#endif
+}
+
+// 65535 / divisor, truncated, in every 32-bit lane, for a divisor of 1 to 255; some number for 0. A quotient
+// that is no whole number is at least 1/255 away from one, where a float's step is below 1/512, so that it is
+// exact in every rounding mode. The divider never sees 0, and nothing can trap.
+QX_INLINE U32 reciprocal(U32 divisor) {
+    typedef int32_t I32 __attribute__((vector_size(kBytes)));
+    typedef float F32 __attribute__((vector_size(kBytes)));
+    U16 nonzero = U16(QX_OP(max_epi16)(Bits(divisor), Bits(U32{} + 1)));
+    return U32(__builtin_convertvector(65535.0f / __builtin_convertvector(I32(nonzero), F32), I32));
+}
+
+}  // namespace qx::QX_ISA

@@ -1,0 +1,16 @@
+#include "frame/composite.h"
+
+namespace qx::QX_ISA {
+
+// A linear mix of the colours, each term floored on its own; alpha is added and saturated. Alpha is the odd
+// byte of its lane and keeps a background weight of 256 there.
+constexpr auto step = [](U8 bg, U8 fg, U16 w) {
+    U16 w_colour = U16(U32(w) & 0x0000FFFF);
+    return add_saturated(scale(bg, 256 - w, 256 - w_colour), scale(fg, w));
+};
+
+void lblend(Argb32* dst, const Argb32* bg, const Argb32* fg, int32_t count) {
+    composite(step, plain_weight, dst, bg, fg, count);
+}
+
+}  // namespace qx::QX_ISA
