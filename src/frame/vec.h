@@ -56,33 +56,44 @@ QX_INLINE void store(Argb32* p, U8 px) {
     *reinterpret_cast<Anywhere*>(p) = px;
 }
 
-// The first n pixels, 0 < n < kPixels; load_n leaves zeros behind them.
+// The first n pixels, 0 < n < kPixels; load_n leaves zeros behind them. Lane masks where a masked access is
+// as good as a plain one; elsewhere register moves, the larger pieces first.
 #if defined(__AVX512VBMI__)
 QX_INLINE __mmask16 first_lanes(int n) { return static_cast<__mmask16>((1u << n) - 1); }
 QX_INLINE U8 load_n(const Argb32* p, int n) { return U8(_mm512_maskz_loadu_epi32(first_lanes(n), p)); }
 QX_INLINE void store_n(Argb32* p, U8 px, int n) { _mm512_mask_storeu_epi32(p, first_lanes(n), Bits(px)); }
-#elif defined(__AVX2__)
-QX_INLINE Bits first_lanes(int n) {
-    static const int32_t window[2 * kPixels] = {-1, -1, -1, -1, -1, -1, -1, -1};
-    return _mm256_loadu_si256(reinterpret_cast<const Bits*>(window + kPixels - n));
+#else
+QX_INLINE __m128i load_up_to_3(const Argb32* p, int n) {
+    if (n == 0) return _mm_setzero_si128();
+    if (n == 1) return _mm_loadu_si32(p);
+    __m128i two = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(p));
+    return n == 2 ? two : _mm_unpacklo_epi64(two, _mm_loadu_si32(p + 2));
 }
+QX_INLINE void store_up_to_3(Argb32* p, __m128i px, int n) {
+    if (n & 2) {
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(p), px);
+        px = _mm_unpackhi_epi64(px, px);
+    }
+    if (n & 1) _mm_storeu_si32(p + (n & 2), px);
+}
+#if defined(__AVX2__)
 QX_INLINE U8 load_n(const Argb32* p, int n) {
-    return U8(_mm256_maskload_epi32(reinterpret_cast<const int*>(p), first_lanes(n)));
+    if (n < 4) return U8(_mm256_zextsi128_si256(load_up_to_3(p, n)));
+    __m128i low = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+    return U8(_mm256_inserti128_si256(_mm256_castsi128_si256(low), load_up_to_3(p + 4, n - 4), 1));
 }
 QX_INLINE void store_n(Argb32* p, U8 px, int n) {
-    _mm256_maskstore_epi32(reinterpret_cast<int*>(p), first_lanes(n), Bits(px));
+    __m128i part = _mm256_castsi256_si128(Bits(px));
+    if (n & 4) {
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(p), part);
+        part = _mm256_extracti128_si256(Bits(px), 1);
+    }
+    store_up_to_3(p + (n & 4), part, n & 3);
 }
 #else
-QX_INLINE U8 load_n(const Argb32* p, int n) {
-    if (n == 1) return U8(_mm_loadu_si32(p));
-    Bits two = _mm_loadl_epi64(reinterpret_cast<const Bits*>(p));
-    return U8(n == 2 ? two : _mm_unpacklo_epi64(two, _mm_loadu_si32(p + 2)));
-}
-QX_INLINE void store_n(Argb32* p, U8 px, int n) {
-    if (n == 1) return _mm_storeu_si32(p, Bits(px));
-    _mm_storel_epi64(reinterpret_cast<Bits*>(p), Bits(px));
-    if (n == 3) _mm_storeu_si32(p + 2, _mm_unpackhi_epi64(Bits(px), Bits(px)));
-}
+QX_INLINE U8 load_n(const Argb32* p, int n) { return U8(load_up_to_3(p, n)); }
+QX_INLINE void store_n(Argb32* p, U8 px, int n) { store_up_to_3(p, Bits(px), n); }
+#endif
 #endif
 
 // ---- lanes ----
@@ -129,7 +140,7 @@ QX_INLINE U8 repeat_last(U8 px, [[maybe_unused]] int n) {
         _mm512_mask_shuffle_epi32(Bits(px), static_cast<__mmask16>(1u << (n - 2)), Bits(px), _MM_PERM_DDBB));
 #elif defined(__AVX2__)
     Bits last = _mm256_shuffle_epi32(Bits(px), _MM_SHUFFLE(3, 3, 1, 1));
-    return U8(_mm256_blendv_epi8(last, Bits(px), first_lanes(n - 2)));
+    return U8(n == 6 ? _mm256_blend_epi32(Bits(px), last, 0xF0) : last);
 #else
     return U8(_mm_shuffle_epi32(Bits(px), _MM_SHUFFLE(3, 3, 1, 1)));
 #endif

@@ -1,0 +1,66 @@
+// The frame: what loading does, and the state that a call leaves the processor in.
+#include <cpuid.h>
+#include <gtest/gtest.h>
+#include <immintrin.h>
+
+#include <cstring>
+
+#include "frame/load.h"
+#include "frame/reciprocal_table.h"
+#include "line_kernels.h"
+
+namespace {
+
+TEST(Load, FillsTheReciprocalTable) {
+    EXPECT_EQ(qx::ReciprocalTable[0], 0);
+    EXPECT_EQ(qx::ReciprocalTable[1], 65535);
+    EXPECT_EQ(qx::ReciprocalTable[2], 32767);
+    EXPECT_EQ(qx::ReciprocalTable[255], 257);
+    for (int i = 1; i < 256; ++i) {  // the largest number whose product with i is no more than 65535
+        EXPECT_LE(qx::ReciprocalTable[i] * i, 65535);
+        EXPECT_GT((qx::ReciprocalTable[i] + 1) * i, 65535);
+    }
+}
+
+TEST(Load, ChoosesTheWidestUsableBuild) {
+    EXPECT_EQ(qx::active, qx::builds[qx::usable_builds() - 1].kernels);
+    RecordProperty("build", qx::builds[qx::usable_builds() - 1].name);
+}
+
+TEST(Frame, InitialisationIsOneEntryWithTwoNamesThatDoesNothing) {
+    void (*volatile one)() = qx_pixinit;  // volatile: a compiler may hold two names for two addresses
+    void (*volatile other)() = qx_r210argb;
+    EXPECT_EQ(one, other);
+    uint8_t line[64], before[64];
+    for (int i = 0; i < 64; ++i) line[i] = before[i] = uint8_t(i);
+    using Convert = void (*)(void*, const void*, int);
+    reinterpret_cast<Convert>(qx_r210argb)(line, line + 32, 8);
+    reinterpret_cast<Convert>(qx_pixinit)(line, nullptr, -1);
+    EXPECT_EQ(0, std::memcmp(line, before, sizeof line));
+}
+
+// Bit 2 of XINUSE: some upper half of a ymm register is not clear.
+__attribute__((target("xsave"))) bool upper_halves_in_use() { return _xgetbv(1) & 4; }
+
+// Would catch: a kernel that returns without vzeroupper on some path, which slows the host's own code.
+TEST(Frame, KernelsLeaveTheUpperRegisterHalvesClear) {
+    unsigned a, b, c, d;
+    if (!__get_cpuid_count(0xD, 1, &a, &b, &c, &d) || !(a & 4)) GTEST_SKIP() << "no XINUSE on this processor";
+    if (qx::usable_builds() < 2) GTEST_SKIP() << "no AVX2 on this processor";
+    asm volatile("vpcmpeqd %%ymm0, %%ymm0, %%ymm0" ::: "xmm0");
+    bool seen = upper_halves_in_use();
+    asm volatile("vzeroupper" ::: "memory");
+    ASSERT_TRUE(seen && !upper_halves_in_use()) << "XINUSE does not follow the registers here";
+
+    std::vector<Argb32> dst(300), bg(300, 0x80402010), fg(300, 0x40FF0080);
+    for (const qx::Build& build : machine_builds()) {
+        for (const LineKernel& kernel : line_kernels) {
+            for (int count = 1; count <= 300; ++count) {
+                kernel.call(*build.kernels, {dst.data(), bg.data(), fg.data(), 0, count});
+                ASSERT_FALSE(upper_halves_in_use()) << build.name << " " << kernel.name << " count " << count;
+            }
+        }
+    }
+}
+
+}  // namespace

@@ -1,0 +1,45 @@
+#!/bin/sh
+# What the compiled objects and the header must be like, whatever the kernels compute.
+# usage: hygiene.sh exports LIBRARY HEADER | objects BUILD OBJECT... | header HEADER
+set -eu
+
+fail() {
+    echo "FAILED: $*" >&2
+    exit 1
+}
+
+what=$1
+shift
+scratch=$(mktemp -d)
+trap 'rm -rf "$scratch"' EXIT
+
+case $what in
+exports) # the library shows the names that the header declares, and no other
+    ${CC:-cc} -E -P "$2" | grep -o 'qx_[A-Za-z0-9_]*' | sort -u >"$scratch/declared"
+    nm -D --defined-only "$1" | awk '{ print $NF }' | sort >"$scratch/exported"
+    [ -s "$scratch/declared" ] || fail "no name found in $2"
+    diff "$scratch/declared" "$scratch/exported" || fail "the header (<) and the library (>) differ"
+    echo "$(wc -l <"$scratch/exported") names"
+    ;;
+objects) # nothing that the linker could take from this build for another one
+    build=$1
+    shift
+    [ $# -gt 0 ] || fail "no objects"
+    nm "$@" >"$scratch/symbols"
+    if grep -E ' [WwVvu] ' "$scratch/symbols"; then fail "weak symbols in $build"; fi
+    objdump -d --no-show-raw-insn "$@" >"$scratch/code"
+    if [ "$build" = sse2 ]; then
+        if grep -E '[%][yz]mm|^ .*:[[:space:]]+v[a-z]' "$scratch/code"; then fail "VEX instructions in sse2"; fi
+    else
+        grep -q vzeroupper "$scratch/code" || fail "no vzeroupper in $build"
+    fi
+    echo "$# objects, $(wc -l <"$scratch/symbols") symbols"
+    ;;
+header) # one header for C and C++
+    printf '#include "%s"\nint main(void) { qx_pixinit(); return 0; }\n' "$1" >"$scratch/use.c"
+    cp "$scratch/use.c" "$scratch/use.cpp"
+    ${CC:-cc} -std=c99 -pedantic -Wall -Wextra -Wstrict-prototypes -Werror -fsyntax-only "$scratch/use.c"
+    ${CXX:-c++} -std=c++11 -pedantic -Wall -Wextra -Werror -fsyntax-only "$scratch/use.cpp"
+    ;;
+*) fail "unknown check $what" ;;
+esac
