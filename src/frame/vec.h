@@ -26,6 +26,8 @@
 #endif
 
 #define QX_INLINE static inline __attribute__((always_inline))
+#define QX_INLINE_MEMBER inline __attribute__((always_inline))
+#define QX_LAMBDA __attribute__((always_inline))
 
 namespace qx::QX_ISA {
 
@@ -106,19 +108,27 @@ QX_INLINE U16 mul_hi(U16 a, U16 b) { return U16(QX_OP(mulhi_epu16)(Bits(a), Bits
 QX_INLINE U8 add_saturated(U8 a, U8 b) { return U8(QX_OP(adds_epu8)(Bits(a), Bits(b))); }
 
 #if defined(__AVX2__)
+// The operand of a byte shuffle, worked out by the compiler: byte i of the result is byte rule(i) of the
+// source.
+struct ByteIndex {
+    alignas(kBytes) uint8_t byte[kBytes];
+    QX_INLINE_MEMBER operator Bits() const { return *reinterpret_cast<const Bits*>(byte); }
+};
+template <typename Rule>
+constexpr ByteIndex byte_index(Rule rule) {
+    ByteIndex index{};
+    for (int i = 0; i < kBytes; ++i) index.byte[i] = static_cast<uint8_t>(rule(i));
+    return index;
+}
+
 // Byte k of every pixel of the result is byte `from_k` of that pixel; a negative one gives 0.
 template <int from_0, int from_1, int from_2, int from_3>
 QX_INLINE U8 shuffle_pixels(U8 px) {
-    struct Index {
-        alignas(kBytes) uint8_t byte[kBytes];
-    };
-    static constexpr Index index = [] {
+    static constexpr ByteIndex index = byte_index([](int i) {
         constexpr int from[4] = {from_0, from_1, from_2, from_3};
-        Index ix{};
-        for (int i = 0; i < kBytes; ++i) ix.byte[i] = from[i % 4] < 0 ? 0x80 : i % 16 / 4 * 4 + from[i % 4];
-        return ix;
-    }();
-    return U8(QX_OP(shuffle_epi8)(Bits(px), *reinterpret_cast<const Bits*>(index.byte)));
+        return from[i % 4] < 0 ? 0x80 : i % 16 / 4 * 4 + from[i % 4];
+    });
+    return U8(QX_OP(shuffle_epi8)(Bits(px), index));
 }
 #endif
 
@@ -155,5 +165,58 @@ QX_INLINE U32 reciprocal(U32 divisor) {
     U16 nonzero = U16(QX_OP(max_epi16)(Bits(divisor), Bits(U32{} + 1)));
     return U32(__builtin_convertvector(65535.0f / __builtin_convertvector(I32(nonzero), F32), I32));
 }
+
+#if defined(__AVX512VBMI__)
+// ---- a block of vectors: one byte of each of its pixels fills one vector ----
+
+#define QX_PACKS_BYTES
+constexpr int kBlock = 4;
+constexpr int kBlockPixels = kBlock * kPixels;
+
+// Byte `from` of every pixel of a block, in pixel order.
+template <int from>
+QX_INLINE U8 pack_bytes(const U8 (&px)[kBlock]) {
+    static constexpr ByteIndex index = byte_index([](int i) { return 4 * i + from; });
+    Bits low = _mm512_permutex2var_epi8(Bits(px[0]), index, Bits(px[1]));
+    Bits high = _mm512_permutex2var_epi8(Bits(px[2]), index, Bits(px[3]));
+    return U8(_mm512_inserti64x4(low, _mm512_castsi512_si256(high), 1));
+}
+
+// The packed bytes of vector k of the block, in all four bytes of their pixels.
+QX_INLINE Bits unpack_index(int k) {
+    static constexpr ByteIndex index = byte_index([](int i) { return i / 4; });
+    return Bits(U8(Bits(index)) + uint8_t(k * kPixels));
+}
+QX_INLINE U16 unpack_bytes(U8 packed, int k) {
+    return U16(_mm512_maskz_permutexvar_epi8(0x5555555555555555, unpack_index(k), Bits(packed)));
+}
+QX_INLINE U8 with_packed_alpha(U8 px, U8 packed, int k) {
+    return U8(_mm512_mask_permutexvar_epi8(Bits(px), 0x8888888888888888, unpack_index(k), Bits(packed)));
+}
+
+// 256 bytes in registers, looked up kBytes at a time.
+struct ByteTable {
+    Bits part[4];
+
+    QX_INLINE_MEMBER U8 operator[](U8 index) const {
+        Bits low = _mm512_permutex2var_epi8(part[0], Bits(index), part[1]);
+        Bits high = _mm512_permutex2var_epi8(part[2], Bits(index), part[3]);
+        return U8(_mm512_mask_blend_epi8(_mm512_movepi8_mask(Bits(index)), low, high));
+    }
+};
+
+// The low bytes (half = 0) or the high bytes (half = 1) of a table of 16-bit numbers.
+template <int half>
+QX_INLINE ByteTable byte_table(const uint16_t* numbers) {
+    static constexpr ByteIndex index = byte_index([](int i) { return 2 * i + half; });
+    ByteTable table;
+    for (int k = 0; k < 4; ++k) {
+        const uint16_t* from = numbers + k * kBytes;
+        table.part[k] =
+            _mm512_permutex2var_epi8(_mm512_loadu_si512(from), index, _mm512_loadu_si512(from + kBytes / 2));
+    }
+    return table;
+}
+#endif
 
 }  // namespace qx::QX_ISA
