@@ -16,14 +16,17 @@ template <typename RunLine>
 void run(benchmark::State& state, const Shape& shape, RunLine run_line) {
     const size_t pixels = size_t(shape.width) * size_t(shape.height);
     std::vector<Argb32> dst(pixels), a(pixels), b(pixels);
+    std::vector<uint8_t> mask(pixels), lut(256);
     for (size_t i = 0; i < pixels; ++i) {
         a[i] = Argb32(i) * 2654435761u;
         b[i] = ~a[i] * 40503u;
+        mask[i] = uint8_t(a[i] >> 13);
     }
+    for (size_t i = 0; i < lut.size(); ++i) lut[i] = uint8_t(255 - i);
     for (auto _ : state) {
         for (int y = 0; y < shape.height; ++y) {
             size_t row = size_t(y) * size_t(shape.width);
-            run_line(Arguments{&dst[row], &a[row], &b[row], 0x80FF0000, shape.width});
+            run_line(Arguments{&dst[row], &a[row], &b[row], &mask[row], lut.data(), 200, shape.width});
         }
         benchmark::ClobberMemory();
     }

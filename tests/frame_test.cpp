@@ -53,10 +53,12 @@ TEST(Frame, KernelsLeaveTheUpperRegisterHalvesClear) {
     ASSERT_TRUE(seen && !upper_halves_in_use()) << "XINUSE does not follow the registers here";
 
     std::vector<Argb32> dst(300), bg(300, 0x80402010), fg(300, 0x40FF0080);
+    const std::vector<uint8_t> mask(300, 77), lut(256, 99);
     for (const qx::Build& build : machine_builds()) {
         for (const LineKernel& kernel : line_kernels) {
             for (int count = 1; count <= 300; ++count) {
-                kernel.call(*build.kernels, {dst.data(), bg.data(), fg.data(), 0, count});
+                kernel.call(*build.kernels,
+                            {dst.data(), bg.data(), fg.data(), mask.data(), lut.data(), 100, count});
                 ASSERT_FALSE(upper_halves_in_use()) << build.name << " " << kernel.name << " count " << count;
             }
         }

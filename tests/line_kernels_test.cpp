@@ -1,65 +1,26 @@
 // Every line kernel of every build that this machine runs, and the exported functions, against the reference.
 #include "line_kernels.h"
 
-#include <gtest/gtest.h>
-#include <immintrin.h>
-
 #include <climits>
 #include <numeric>
-#include <random>
 #include <tuple>
 
-#include "guarded.h"
-
-namespace qx {
-void PrintTo(const Build& build, std::ostream* out) { *out << build.name; }
-}  // namespace qx
-void PrintTo(const LineKernel& kernel, std::ostream* out) { *out << kernel.name; }
+#include "suite.h"
 
 namespace {
 
-// The exported functions as one more table: the suite then also proves that each reaches its own kernel.
-const qx::KernelTable exported = {
-#define QX_ENTRY(name) qx_##name,
-    QX_KERNELS(QX_ENTRY)
-#undef QX_ENTRY
-};
-
-std::vector<qx::Build> tables() {
-    std::vector<qx::Build> all = machine_builds();
-    all.push_back({"exports", &exported});
-    return all;
-}
-
-// Random bytes, every fourth an extreme: 0 and 255 are where truncation and saturation go wrong.
-class RandomBytes {
- public:
-    uint8_t operator()() {
-        uint32_t r = engine_();
-        return r & 0x300 ? uint8_t(r) : r & 0x400 ? 255 : 0;
-    }
-    int below(int n) { return int(engine_() % uint32_t(n)); }
-    void fill(void* p, size_t bytes) { std::generate_n(static_cast<uint8_t*>(p), bytes, std::ref(*this)); }
-    std::vector<Argb32> line(int count) {
-        std::vector<Argb32> px(static_cast<size_t>(count));
-        fill(px.data(), px.size() * sizeof(Argb32));
-        return px;
-    }
-
- private:
-    std::mt19937 engine_{20};
-};
-
-std::vector<Argb32> copy_of(const Argb32* line, int count) {
-    std::vector<Argb32> px(static_cast<size_t>(count));
-    std::memcpy(px.data(), line, px.size() * sizeof(Argb32));
-    return px;
-}
+// Opacities and weights around their edges, as callers may pass them.
+constexpr uint32_t kNumbers[] = {0, 1, 127, 128, 129, 255, 256, 257, 0x80000000, 0xFFFFFFFF};
 
 class LineKernelTest : public testing::TestWithParam<std::tuple<qx::Build, LineKernel>> {
  protected:
     const LineKernel& kernel() const { return std::get<1>(GetParam()); }
-    void call(const Arguments& x) const { kernel().call(*std::get<0>(GetParam()).kernels, x); }
+    void call(Arguments x) const {
+        const qx::KernelTable* table = std::get<0>(GetParam()).kernels;
+        if (table != &exported && kernel().inputs > 0)
+            x.number = std::min(x.number, 256u);  // the exports clamp
+        kernel().call(*table, x);
+    }
 
     // What dst holds after the reference has run on x.
     std::vector<Argb32> expected(Arguments x) const {
@@ -67,6 +28,10 @@ class LineKernelTest : public testing::TestWithParam<std::tuple<qx::Build, LineK
         x.dst = dst.data();
         kernel().expect(x);
         return dst;
+    }
+
+    uint32_t some_number() {
+        return random.below(2) ? kNumbers[random.below(10)] : uint32_t(random.below(257));
     }
 
     RandomBytes random;
@@ -77,23 +42,30 @@ TEST_P(LineKernelTest, GivesTheReferencesBytesAndTouchesNothingElse) {
     std::vector<int> counts(70);
     std::iota(counts.begin(), counts.end(), 1);
     counts.insert(counts.end(), {127, 130, 1001, 4094});
-    GuardedPages pages[3] = {GuardedPages(5000 * 4), GuardedPages(5000 * 4), GuardedPages(5000 * 4)};
+    GuardedPages dst(5000 * 4), a(5000 * 4), b(5000 * 4), mask(5000), lut(256);
     for (int count : counts) {
         for (int trial = 0; trial < 8; ++trial) {
-            // Half of the lines touch their guard page, the others lie at any byte address.
-            Argb32* lines[3];
-            for (int k = 0; k < 3; ++k) {
-                size_t bytes = size_t(count) * 4, gap = random.below(2) ? size_t(random.below(64)) : 0;
-                auto edge = (trial >> (k % 2)) & 1 ? GuardedPages::kUpper : GuardedPages::kLower;
-                lines[k] = reinterpret_cast<Argb32*>(pages[k].place(bytes, edge, gap));
-                random.fill(lines[k], bytes);
-            }
-            std::vector<Argb32> a = copy_of(lines[1], count), b = copy_of(lines[2], count);
-            Argb32 number = random.line(1)[0];
-            call({lines[0], lines[1], lines[2], number, count});
-            std::vector<Argb32> got = copy_of(lines[0], count);
-            ASSERT_EQ(got, expected({nullptr, a.data(), b.data(), number, count})) << "count " << count;
-            for (const GuardedPages& p : pages) ASSERT_TRUE(p.margins_intact()) << "count " << count;
+            // Half of the lines touch a guard page, the others lie at any byte address.
+            auto place = [&](GuardedPages& pages, size_t bytes) {
+                size_t gap = random.below(2) ? size_t(random.below(64)) : 0;
+                uint8_t* p =
+                    pages.place(bytes, random.below(2) ? GuardedPages::kUpper : GuardedPages::kLower, gap);
+                random.fill(p, bytes);
+                return p;
+            };
+            auto place_line = [&](GuardedPages& pages) {
+                return reinterpret_cast<Argb32*>(place(pages, size_t(count) * 4));
+            };
+            Arguments x = {place_line(dst), place_line(a), place_line(b), place(mask, size_t(count)),
+                           place(lut, 256), some_number(), count};
+            call(x);
+            std::vector<Argb32> got = copy_of(x.dst, count), line_a = copy_of(x.a, count),
+                                line_b = copy_of(x.b, count);
+            x.a = line_a.data();  // aligned copies: the reference has no need to bear more
+            x.b = line_b.data();
+            ASSERT_EQ(got, expected(x)) << "count " << count << ", number " << x.number;
+            for (const GuardedPages* p : {&dst, &a, &b, &mask, &lut})
+                ASSERT_TRUE(p->margins_intact()) << count;
         }
     }
 }
@@ -102,26 +74,40 @@ TEST_P(LineKernelTest, GivesTheReferencesBytesAndTouchesNothingElse) {
 TEST_P(LineKernelTest, WorksInPlace) {
     for (int input = 0; input < kernel().inputs; ++input) {
         for (int count : {1, 2, 3, 4, 6, 7, 15, 16, 18, 31, 62, 64, 66, 200, 334}) {
-            std::vector<Argb32> a = random.line(count), b = random.line(count);
-            std::vector<Argb32> want = expected({nullptr, a.data(), b.data(), 0, count});
+            std::vector<Argb32> a = random.line(count), b = random.line(count),
+                                masks = random.line(count + 64);
+            auto* mask = reinterpret_cast<const uint8_t*>(masks.data());
             std::vector<Argb32>& dst = input == 0 ? a : b;
-            call({dst.data(), a.data(), b.data(), 0, count});
+            Arguments x = {dst.data(), a.data(), b.data(), mask, mask + 4 * count, some_number(), count};
+            std::vector<Argb32> want = expected(x);
+            call(x);
             ASSERT_EQ(dst, want) << "count " << count << ", dst is input " << input;
         }
     }
 }
 
-// Would catch: a weight, a reciprocal or a saturation that fails for a single pair of alphas.
-TEST_P(LineKernelTest, HoldsForEveryPairOfAlphas) {
+// Every pair of alphas, and with the first one's alpha every mask byte: bytes 2 and 3 of an index. Would
+// catch: a weight, a reciprocal or a saturation that fails for a single pair. Once more with the caller's
+// floating-point modes changed. Would catch: a division that traps or an instruction that follows the
+// rounding mode.
+TEST_P(LineKernelTest, HoldsForEveryPairOfAlphasInEveryRoundingMode) {
     constexpr int kPairs = 256 * 256;
-    for (int round = 0; round < 4; ++round) {
+    constexpr unsigned kFlush = 0x8040, kUnmasked = 0x1000;  // all exceptions but "inexact" unmasked
+    const unsigned before = _mm_getcsr();
+    std::vector<uint8_t> lut(256), mask(kPairs);
+    for (unsigned rounding : {0x0000u, 0x2000u, 0x4000u, 0x6000u}) {
         std::vector<Argb32> a = random.line(kPairs), b = random.line(kPairs), got(kPairs);
+        random.fill(lut.data(), lut.size());
         for (uint32_t i = 0; i < kPairs; ++i) {
             a[i] = (a[i] & 0xFFFFFF) | (i & 255) << 24;
             b[i] = (b[i] & 0xFFFFFF) | (i >> 8) << 24;
+            mask[i] = uint8_t(rounding ? i >> 8 : i);  // with the alpha of a (qx_mask) or of b (the blends)
         }
-        call({got.data(), a.data(), b.data(), 0, kPairs});
-        ASSERT_EQ(got, expected({nullptr, a.data(), b.data(), 0, kPairs}));
+        Arguments x = {got.data(), a.data(), b.data(), mask.data(), lut.data(), some_number(), kPairs};
+        _mm_setcsr(kFlush | kUnmasked | rounding);
+        call(x);
+        _mm_setcsr(before);
+        ASSERT_EQ(got, expected(x)) << "rounding " << rounding << ", number " << x.number;
     }
 }
 
@@ -132,17 +118,59 @@ INSTANTIATE_TEST_SUITE_P(All, LineKernelTest,
                          testing::Combine(testing::ValuesIn(tables()), testing::ValuesIn(line_kernels)),
                          test_name);
 
+const LineKernel& kernel_named(const std::string& name) {
+    return *std::find_if(line_kernels.begin(), line_kernels.end(),
+                         [&](const auto& k) { return k.name == name; });
+}
+
+// Would catch: a coefficient, a truncation or a clamp that is wrong for a single colour.
+TEST(Exhaustive, ConversionsHoldForEveryColour) {
+    constexpr int kLine = 1 << 16;
+    std::vector<Argb32> src(kLine), want(kLine), got(kLine);
+    for (const char* name : {"argb2ayuv", "ayuv2argb"}) {
+        const LineKernel& kernel = kernel_named(name);
+        for (uint32_t high = 0; high < 256; ++high) {
+            for (uint32_t i = 0; i < kLine; ++i) src[i] = i | high << 16 | (i * 7 + high) << 24;
+            kernel.expect({want.data(), src.data(), nullptr, nullptr, nullptr, 0, kLine});
+            for (const qx::Build& build : machine_builds()) {
+                kernel.call(*build.kernels, {got.data(), src.data(), nullptr, nullptr, nullptr, 0, kLine});
+                ASSERT_EQ(got, want) << name << " " << build.name;
+            }
+        }
+    }
+}
+
+// Would catch: a weight for which one of the two products is off.
+TEST(Exhaustive, InterpolationHoldsForEveryPairAndWeight) {
+    constexpr int kLine = 256 * 256 / 4;
+    std::vector<Argb32> a(kLine), b(kLine), want(kLine), got(kLine);
+    for (uint32_t i = 0; i < kLine; ++i) {
+        a[i] = i % 64 * 0x04040404 + 0x03020100;
+        b[i] = i / 64 * 0x01010101;
+    }
+    for (uint32_t weight = 0; weight <= 256; ++weight) {
+        const Arguments x = {got.data(), a.data(), b.data(), nullptr, nullptr, weight, kLine};
+        for (int i = 0; i < kLine; ++i)
+            want[size_t(i)] = reference::mix(a[size_t(i)], b[size_t(i)], int(weight));
+        for (const qx::Build& build : machine_builds()) {
+            kernel_named("lin_pix").call(*build.kernels, x);
+            ASSERT_EQ(got, want) << build.name << " weight " << weight;
+        }
+    }
+}
+
 // Would catch: a guard that is missing in one export, or that lets a pointer be used before it is looked at.
 TEST(Exports, DoNothingForCountsOfZeroAndBelow) {
     for (const LineKernel& kernel : line_kernels) {
         for (int count : {0, -1, -2, -4, -5, INT_MIN}) {
             SCOPED_TRACE(kernel.name);
-            kernel.call(exported, {nullptr, nullptr, nullptr, 0, count});
+            kernel.call(exported, {nullptr, nullptr, nullptr, nullptr, nullptr, 0, count});
         }
     }
 }
 
-// Values that a reader may want to look up, {bg, fg, result}; the truncations in them are intended.
+// Values that a reader may want to look up, {bg, fg, result}; opacity and weight are 128. The truncations in
+// them are intended.
 struct Worked {
     const char* kernel;
     reference::Bytes bg, fg, result;
@@ -163,14 +191,21 @@ const Worked worked[] = {
     {"sblend", {0, 255, 30, 0}, {255, 0, 31, 128}, {254, 0, 30, 128}},
     {"sblend", {0, 255, 100, 255}, {255, 0, 200, 128}, {128, 126, 150, 254}},
     {"sblend", {0, 255, 100, 255}, {255, 0, 200, 254}, {254, 0, 199, 254}},
+    {"blend_t", {100, 100, 100, 255}, {200, 200, 200, 255}, {149, 149, 149, 253}},
+    {"argb2ayuv", {255, 255, 255, 7}, {}, {127, 234, 127, 7}},
+    {"argb2ayuv", {0, 0, 255, 0}, {}, {90, 81, 239, 0}},
+    {"ayuv2argb", {128, 235, 128, 255}, {}, {254, 254, 254, 255}},
+    {"ayuv2argb", {0, 0, 0, 0}, {}, {0, 135, 0, 0}},
+    {"ayuv2argb", {255, 255, 255, 1}, {}, {255, 124, 255, 1}},
+    {"alpha", {0x33, 0x22, 0x11, 0x80}, {}, {0x80, 0x80, 0x80, 0x80}},
+    {"lin_pix", {255, 1, 0, 255}, {255, 1, 255, 0}, {254, 0, 127, 127}},
 };
 
 // Would catch: a reference and a kernel that are wrong in the same way.
 TEST(Exports, GiveTheWorkedValues) {
     for (const Worked& w : worked) {
         Argb32 bg = reference::pixel_of(w.bg), fg = reference::pixel_of(w.fg), dst = 0;
-        for (const LineKernel& kernel : line_kernels)
-            if (kernel.name == std::string(w.kernel)) kernel.call(exported, {&dst, &bg, &fg, 0, 1});
+        kernel_named(w.kernel).call(exported, {&dst, &bg, &fg, nullptr, nullptr, 128, 1});
         EXPECT_EQ(reference::bytes_of(dst), w.result) << w.kernel;
     }
 }
@@ -187,21 +222,6 @@ TEST(Exports, PairTheLastTwoPixelsWithTheLastForeground) {
             for (int i = 0; i < count; ++i) family(&want[size_t(i)], &bg[size_t(i)], &fg[size_t(i)], 1);
             EXPECT_EQ(got, want) << "count " << count;
         }
-    }
-}
-
-// Would catch: a division that traps, or an instruction whose result follows the caller's rounding mode.
-TEST_P(LineKernelTest, IgnoresTheCallersFloatingPointModes) {
-    constexpr int kCount = 256 * 256 + 7;
-    std::vector<Argb32> a = random.line(kCount), b = random.line(kCount), got(kCount);
-    std::vector<Argb32> want = expected({nullptr, a.data(), b.data(), 0, kCount});
-    constexpr unsigned kFlush = 0x8040, kUnmasked = 0x1000;  // all exceptions but "inexact" unmasked
-    const unsigned before = _mm_getcsr();
-    for (unsigned rounding : {0x0000u, 0x2000u, 0x4000u, 0x6000u}) {
-        _mm_setcsr(kFlush | kUnmasked | rounding);
-        call({got.data(), a.data(), b.data(), 0, kCount});
-        _mm_setcsr(before);
-        ASSERT_EQ(got, want) << "rounding " << rounding;
     }
 }
 

@@ -9,8 +9,6 @@ constexpr auto step = [](U8 bg, U8 fg, U16 w) {
     return add(scale(opaque(fg), w), scale_64k(opaque(bg), spread_alpha(bg) * (256 - w)));
 };
 
-void blend(Argb32* dst, const Argb32* bg, const Argb32* fg, int32_t count) {
-    composite(step, plain_weight, dst, bg, fg, count);
-}
+QX_COMPOSITE_FAMILY(blend, step)
 
 }  // namespace qx::QX_ISA

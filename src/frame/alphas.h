@@ -4,6 +4,7 @@
 
 #include "frame/pixel.h"
 #include "frame/reciprocal_table.h"
+#include "frame/vec_block.h"
 
 namespace qx::QX_ISA {
 

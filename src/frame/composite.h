@@ -8,8 +8,20 @@
 namespace qx::QX_ISA {
 
 // A weight takes foreground pixels, and the vectors of the variant's further lines, to the foreground's
-// weight in 1/256, a plain number in every 16-bit lane.
-constexpr auto plain_weight = [](U8 fg) { return spread_alpha(fg); };
+// weight in 1/256, a plain number in every 16-bit lane. Every product is floored on its own; opacity is 0 to
+// 256, so that a weight is at most alpha.
+constexpr auto plain_weight = [](U8 fg) QX_LAMBDA { return spread_alpha(fg); };
+constexpr auto mask_weight = [](U8 fg, U16 mask_x256)
+                                 QX_LAMBDA { return mul_hi(mask_x256, spread_alpha(fg)); };
+
+QX_INLINE auto opacity_weight(uint32_t opacity) {
+    return [faded = splat_16(opacity)](U8 fg) QX_LAMBDA { return mul_hi(spread_alpha_x256(fg), faded); };
+}
+// The mask is faded first, the alpha after.
+QX_INLINE auto mask_opacity_weight(uint32_t opacity) {
+    return [faded = splat_16(opacity)](U8 fg, U16 mask_x256)
+               QX_LAMBDA { return mul_hi(spread_alpha_x256(fg), mul_hi(mask_x256, faded)); };
+}
 
 // A step in two stages: mix(bg alpha, weight, Shares) works on alphas alone and gives the result's alpha and
 // the foreground's share of the colours; colours(bg, fg, share) does the rest.
@@ -43,7 +55,7 @@ QX_INLINE int32_t composite_blocks(const Step&, const Arguments&...) {
 template <typename MixAlphas, typename MixColours, typename Weight, typename... Lines>
 QX_INLINE int32_t composite_blocks(const TwoStages<MixAlphas, MixColours>& step, const Weight& weight,
                                    Argb32* dst, const Argb32* bg, const Argb32* fg, int32_t count,
-                                   const Lines*... lines) {
+                                   Lines... lines) {
     if (count < kBlockPixels) return 0;
     const Shares<U8> shares;
     auto mix = [&](int32_t i) QX_LAMBDA {
@@ -77,7 +89,7 @@ QX_INLINE int32_t composite_blocks(const TwoStages<MixAlphas, MixColours>& step,
 // lines. Whole vectors and blocks are multiples of four pixels, so that pair always lies in the rest.
 template <typename Step, typename Weight, typename... Lines>
 QX_INLINE void composite(Step step, Weight weight, Argb32* dst, const Argb32* bg, const Argb32* fg,
-                         int32_t count, const Lines*... lines) {
+                         int32_t count, Lines... lines) {
     int32_t i = composite_blocks(step, weight, dst, bg, fg, count, lines...);
     for (; count - i >= kPixels; i += kPixels) {
         U8 over = load(fg + i);
@@ -89,5 +101,26 @@ QX_INLINE void composite(Step step, Weight weight, Argb32* dst, const Argb32* bg
         store_n(dst + i, step(load_n(bg + i, rest), over, weight(over, load_n(lines + i, rest)...)), rest);
     }
 }
+
+// The five kernels of a family.
+#define QX_COMPOSITE_FAMILY(family, step)                                                                  \
+    void family(Argb32* dst, const Argb32* bg, const Argb32* fg, int32_t count) {                          \
+        composite(step, plain_weight, dst, bg, fg, count);                                                 \
+    }                                                                                                      \
+    void family##_t(Argb32* dst, const Argb32* bg, const Argb32* fg, int32_t count, uint32_t opacity) {    \
+        composite(step, opacity_weight(opacity), dst, bg, fg, count);                                      \
+    }                                                                                                      \
+    void family##_m(Argb32* dst, const Argb32* bg, const Argb32* fg, int32_t count, const uint8_t* mask) { \
+        composite(step, mask_weight, dst, bg, fg, count, mask);                                            \
+    }                                                                                                      \
+    void family##_mt(Argb32* dst, const Argb32* bg, const Argb32* fg, int32_t count, const uint8_t* mask,  \
+                     uint32_t opacity) {                                                                   \
+        composite(step, mask_opacity_weight(opacity), dst, bg, fg, count, mask);                           \
+    }                                                                                                      \
+    void family##_mlt(Argb32* dst, const Argb32* bg, const Argb32* fg, int32_t count, const uint8_t* mask, \
+                      const uint8_t* lut, uint32_t opacity) {                                              \
+        composite(step, mask_opacity_weight(opacity), dst, bg, fg, count,                                  \
+                  MappedMask{mask, byte_table(lut)});                                                      \
+    }
 
 }  // namespace qx::QX_ISA

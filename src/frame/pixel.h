@@ -15,6 +15,7 @@ QX_INLINE U8 with_alpha_of(U8 px, U8 alpha) {
 }
 
 QX_INLINE U16 spread_alpha(U8 px) { return spread_byte<3>(px); }
+QX_INLINE U16 spread_alpha_x256(U8 px) { return spread_byte_x256<3>(px); }
 
 // 16-bit arithmetic on bytes, without widening and packing: the bytes at even places of a vector and those at
 // odd places, each a plain number in a 16-bit lane. A result for an even place stays in the low byte of its

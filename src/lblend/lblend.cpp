@@ -9,8 +9,6 @@ constexpr auto step = [](U8 bg, U8 fg, U16 w) {
     return add_saturated(scale(bg, 256 - w, 256 - w_colour), scale(fg, w));
 };
 
-void lblend(Argb32* dst, const Argb32* bg, const Argb32* fg, int32_t count) {
-    composite(step, plain_weight, dst, bg, fg, count);
-}
+QX_COMPOSITE_FAMILY(lblend, step)
 
 }  // namespace qx::QX_ISA

@@ -14,8 +14,6 @@ constexpr TwoStages step{
         return bg + merge({(to.even - from.even) * share >> 8, (to.odd - from.odd) * share});
     }};
 
-void sblend(Argb32* dst, const Argb32* bg, const Argb32* fg, int32_t count) {
-    composite(step, plain_weight, dst, bg, fg, count);
-}
+QX_COMPOSITE_FAMILY(sblend, step)
 
 }  // namespace qx::QX_ISA

@@ -1,0 +1,10 @@
+#include "frame/line_loop.h"
+
+namespace qx::QX_ISA {
+
+void alpha(Argb32* dst, const Argb32* src, int32_t count) {
+    map(
+        dst, count, [](U8 px) { return repeat_byte<3>(px); }, src);
+}
+
+}  // namespace qx::QX_ISA

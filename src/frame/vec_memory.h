@@ -1,0 +1,144 @@
+// Vectors from memory and back, at any address. Nothing outside the pixels, or mask bytes, that are asked for
+// is touched. The loops take anything as a line that has `+ i`, load and load_n.
+#pragma once
+
+#include "frame/vec_block.h"
+
+namespace qx::QX_ISA {
+
+// ---- pixels ----
+
+QX_INLINE U8 load(const Argb32* p) {
+    typedef uint8_t Anywhere __attribute__((vector_size(kBytes), aligned(1), may_alias));
+    return *reinterpret_cast<const Anywhere*>(p);
+}
+
+QX_INLINE void store(Argb32* p, U8 px) {
+    typedef uint8_t Anywhere __attribute__((vector_size(kBytes), aligned(1), may_alias));
+    *reinterpret_cast<Anywhere*>(p) = px;
+}
+
+// The first n pixels, 0 < n < kPixels; load_n leaves zeros behind them. Lane masks where a masked access is
+// as good as a plain one; elsewhere register moves, the larger pieces first.
+#if defined(__AVX512VBMI__)
+QX_INLINE __mmask16 first_lanes(int n) { return static_cast<__mmask16>((1u << n) - 1); }
+QX_INLINE U8 load_n(const Argb32* p, int n) { return U8(_mm512_maskz_loadu_epi32(first_lanes(n), p)); }
+QX_INLINE void store_n(Argb32* p, U8 px, int n) { _mm512_mask_storeu_epi32(p, first_lanes(n), Bits(px)); }
+#else
+QX_INLINE __m128i load_up_to_3(const Argb32* p, int n) {
+    if (n == 0) return _mm_setzero_si128();
+    if (n == 1) return _mm_loadu_si32(p);
+    __m128i two = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(p));
+    return n == 2 ? two : _mm_unpacklo_epi64(two, _mm_loadu_si32(p + 2));
+}
+QX_INLINE void store_up_to_3(Argb32* p, __m128i px, int n) {
+    if (n & 2) {
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(p), px);
+        px = _mm_unpackhi_epi64(px, px);
+    }
+    if (n & 1) _mm_storeu_si32(p + (n & 2), px);
+}
+#if defined(__AVX2__)
+QX_INLINE U8 load_n(const Argb32* p, int n) {
+    if (n < 4) return U8(_mm256_zextsi128_si256(load_up_to_3(p, n)));
+    __m128i low = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+    return U8(_mm256_inserti128_si256(_mm256_castsi128_si256(low), load_up_to_3(p + 4, n - 4), 1));
+}
+QX_INLINE void store_n(Argb32* p, U8 px, int n) {
+    __m128i part = _mm256_castsi256_si128(Bits(px));
+    if (n & 4) {
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(p), part);
+        part = _mm256_extracti128_si256(Bits(px), 1);
+    }
+    store_up_to_3(p + (n & 4), part, n & 3);
+}
+#else
+QX_INLINE U8 load_n(const Argb32* p, int n) { return U8(load_up_to_3(p, n)); }
+QX_INLINE void store_n(Argb32* p, U8 px, int n) { store_up_to_3(p, Bits(px), n); }
+#endif
+#endif
+
+// The first n pixels of a pair of vectors, 0 < n < 2 * kPixels.
+QX_INLINE Pair load_up_to(const Argb32* p, int n) {
+    if (n < kPixels) return {load_n(p, n), U8{}};
+    return {load(p), n == kPixels ? U8{} : load_n(p + kPixels, n - kPixels)};
+}
+QX_INLINE void store_up_to(Argb32* p, Pair px, int n) {
+    if (n < kPixels) return store_n(p, px.first, n);
+    store(p, px.first);
+    if (n > kPixels) store_n(p + kPixels, px.second, n - kPixels);
+}
+
+// ---- masks: one byte for each pixel, loaded into both 16-bit lanes of the pixel, x256 ----
+
+#if defined(__AVX512VBMI__)
+QX_INLINE __m128i load_mask_bytes(const uint8_t* p) {
+    return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+}
+QX_INLINE __m128i load_mask_bytes(const uint8_t* p, int n) { return _mm_maskz_loadu_epi8(first_lanes(n), p); }
+QX_INLINE U16 spread_mask(__m128i bytes) {
+    return U16(
+        _mm512_maskz_permutexvar_epi8(0xAAAAAAAAAAAAAAAA, unpack_index(0), _mm512_castsi128_si512(bytes)));
+}
+#else
+// The bytes of up to eight pixels in a number, each passed through `map`.
+template <typename Map>
+QX_INLINE uint64_t load_mask_bytes(const uint8_t* p, int n, Map map) {
+    uint64_t bytes = 0;
+    for (int k = 0; k < n; ++k) bytes |= uint64_t{map(p[k])} << (8 * k);
+    return bytes;
+}
+QX_INLINE uint64_t load_mask_bytes(const uint8_t* p, int n) {
+    return load_mask_bytes(p, n, [](uint8_t m) { return m; });
+}
+QX_INLINE U16 spread_mask(uint64_t bytes) {
+#if defined(__AVX2__)
+    static constexpr ByteIndex index = byte_index([](int i) { return i % 2 == 0 ? 0x80 : i / 4; });
+    return U16(_mm256_shuffle_epi8(_mm256_set1_epi64x(static_cast<long long>(bytes)), index));
+#else
+    Bits words = _mm_unpacklo_epi8(_mm_setzero_si128(), _mm_cvtsi32_si128(static_cast<int>(bytes)));
+    return U16(_mm_unpacklo_epi16(words, words));
+#endif
+}
+QX_INLINE uint64_t load_mask_bytes(const uint8_t* p) {
+    uint64_t bytes = 0;
+    __builtin_memcpy(&bytes, p, kPixels);
+    return bytes;
+}
+#endif
+
+QX_INLINE U16 load(const uint8_t* mask) { return spread_mask(load_mask_bytes(mask)); }
+QX_INLINE U16 load_n(const uint8_t* mask, int n) { return spread_mask(load_mask_bytes(mask, n)); }
+
+#if !defined(__AVX512VBMI__)
+// Two loads a pixel are all that other builds have for a table of 256 bytes: it stays in the caller's memory.
+QX_INLINE const uint8_t* byte_table(const uint8_t* bytes) { return bytes; }
+#endif
+
+// A mask line seen through a table of 256 bytes.
+struct MappedMask {
+    const uint8_t* mask;
+#if defined(__AVX512VBMI__)
+    ByteTable table;
+    QX_INLINE_MEMBER U16 map(__m128i bytes) const {
+        Bits index = _mm512_permutexvar_epi8(unpack_index(0), _mm512_castsi128_si512(bytes));
+        return U16(table[U8(index)]) & 0xFF00;
+    }
+    QX_INLINE_MEMBER U16 load_n(int n) const { return map(load_mask_bytes(mask, n)); }
+    QX_INLINE_MEMBER U16 load() const { return map(load_mask_bytes(mask)); }
+#else
+    const uint8_t* table;
+    QX_INLINE_MEMBER U16 load_n(int n) const {
+        return spread_mask(load_mask_bytes(mask, n, [this](uint8_t m) QX_LAMBDA { return table[m]; }));
+    }
+    QX_INLINE_MEMBER U16 load() const { return load_n(kPixels); }
+#endif
+};
+QX_INLINE MappedMask operator+(MappedMask line, int32_t i) {
+    line.mask += i;
+    return line;
+}
+QX_INLINE U16 load(const MappedMask& line) { return line.load(); }
+QX_INLINE U16 load_n(const MappedMask& line, int n) { return line.load_n(n); }
+
+}  // namespace qx::QX_ISA

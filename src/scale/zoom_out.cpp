@@ -1,0 +1,22 @@
+#include <stddef.h>
+
+#include "frame/vec.h"
+
+namespace qx::QX_ISA {
+
+static ptrdiff_t factor(int32_t src_size, int32_t dst_size) {
+    return src_size / dst_size + (src_size % dst_size != 0);
+}
+
+// Plain copies: there is no arithmetic for a vector to do.
+void zoom_outNx(Argb32* dst, int32_t dst_width, int32_t dst_height, const Argb32* src, int32_t src_width,
+                int32_t src_height) {
+    const ptrdiff_t fx = factor(src_width, dst_width), fy = factor(src_height, dst_height);
+    if (fx <= 0 || fy <= 0) return;
+    for (int32_t y = 0; y < dst_height; ++y, dst += dst_width) {
+        const Argb32* row = src + y * fy * src_width;
+        for (int32_t x = 0; x < dst_width; ++x) __builtin_memcpy(dst + x, row + x * fx, sizeof(Argb32));
+    }
+}
+
+}  // namespace qx::QX_ISA

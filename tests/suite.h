@@ -1,0 +1,56 @@
+// What the test files share: the tables under test, and random input.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <immintrin.h>
+
+#include <algorithm>
+#include <functional>
+#include <ostream>
+#include <random>
+
+#include "guarded.h"
+#include "line_kernels.h"
+
+namespace qx {
+inline void PrintTo(const Build& build, std::ostream* out) { *out << build.name; }
+}  // namespace qx
+inline void PrintTo(const LineKernel& kernel, std::ostream* out) { *out << kernel.name; }
+
+// The exported functions as one more table: the suite then also proves that each reaches its own kernel.
+inline const qx::KernelTable exported = {
+#define QX_ENTRY(name) qx_##name,
+    QX_KERNELS(QX_ENTRY)
+#undef QX_ENTRY
+};
+
+inline std::vector<qx::Build> tables() {
+    std::vector<qx::Build> all = machine_builds();
+    all.push_back({"exports", &exported});
+    return all;
+}
+
+// Random bytes, every fourth an extreme: 0 and 255 are where truncation and saturation go wrong.
+class RandomBytes {
+ public:
+    uint8_t operator()() {
+        uint32_t r = uint32_t(engine_());
+        return r & 0x300 ? uint8_t(r) : r & 0x400 ? 255 : 0;
+    }
+    int below(int n) { return int(engine_() % uint32_t(n)); }
+    void fill(void* p, size_t bytes) { std::generate_n(static_cast<uint8_t*>(p), bytes, std::ref(*this)); }
+    std::vector<Argb32> line(int count) {
+        std::vector<Argb32> px(static_cast<size_t>(count));
+        fill(px.data(), px.size() * sizeof(Argb32));
+        return px;
+    }
+
+ private:
+    std::mt19937 engine_{20};
+};
+
+inline std::vector<Argb32> copy_of(const Argb32* line, int count) {
+    std::vector<Argb32> px(static_cast<size_t>(count));
+    std::memcpy(px.data(), line, px.size() * sizeof(Argb32));
+    return px;
+}
