@@ -13,7 +13,23 @@ struct Taps {
     U16 fraction;
 };
 
-#if defined(__AVX2__)
+// The taps one by one, a pair of neighbours at a load, for four outputs. Those from n on repeat the last one.
+struct FourTaps {
+    __m128i left, right;
+};
+QX_INLINE FourTaps load_four_taps(const Argb32* src, uint32_t position, uint32_t step, int n) {
+    auto pixel_of = [=](int k) QX_LAMBDA {
+        return src + ((position + static_cast<uint32_t>(k < n ? k : n - 1) * step) >> 8);
+    };
+    auto pair_at = [](const Argb32* p)
+                       QX_LAMBDA { return _mm_loadl_epi64(reinterpret_cast<const __m128i*>(p)); };
+    auto one_at = [](const Argb32* p) QX_LAMBDA { return _mm_loadu_si32(p); };
+    __m128i left = _mm_unpacklo_epi64(pair_at(pixel_of(0)), pair_at(pixel_of(2)));
+    __m128i right01 = _mm_unpacklo_epi32(one_at(pixel_of(0) + 1), one_at(pixel_of(1) + 1));
+    __m128i right23 = _mm_unpacklo_epi32(one_at(pixel_of(2) + 1), one_at(pixel_of(3) + 1));
+    return {left, _mm_unpacklo_epi64(right01, right23)};
+}
+
 struct LaneNumbers {
     alignas(kBytes) uint32_t lane[kPixels];
     QX_INLINE_MEMBER operator U32() const { return *reinterpret_cast<const U32*>(lane); }
@@ -25,15 +41,13 @@ constexpr LaneNumbers lane_numbers(Rule rule) {
     return numbers;
 }
 
-// The pixels at index in each of the first n lanes, one by one.
-QX_INLINE U8 gather(const Argb32* p, U32 index, int n) {
+#if defined(__AVX2__)
+// Every lane at an even place also in the place behind it.
+QX_INLINE U32 repeat_even_lanes(U32 lanes) {
 #if defined(__AVX512VBMI__)
-    const __mmask16 lanes = static_cast<__mmask16>((1u << n) - 1);
-    return U8(_mm512_mask_i32gather_epi32(Bits{}, lanes, Bits(index), p, 4));
+    return U32(_mm512_shuffle_epi32(Bits(lanes), _MM_PERM_CCAA));
 #else
-    static constexpr LaneNumbers lane = lane_numbers([](int i) { return i; });
-    Bits lanes = _mm256_cmpgt_epi32(_mm256_set1_epi32(n), Bits(U32(lane)));
-    return U8(_mm256_mask_i32gather_epi32(Bits{}, reinterpret_cast<const int*>(p), Bits(index), lanes, 4));
+    return U32(_mm256_shuffle_epi32(Bits(lanes), _MM_SHUFFLE(2, 2, 0, 0)));
 #endif
 }
 
@@ -55,58 +69,53 @@ QX_INLINE U8 permute_pixels(Pair px, U32 index) {
     return U8(_mm256_castps_si256(_mm256_blendv_ps(first, second, from_second)));
 #endif
 }
-
-// Every lane at an even place also in the place behind it.
-QX_INLINE U32 repeat_even_lanes(U32 lanes) {
-#if defined(__AVX512VBMI__)
-    return U32(_mm512_shuffle_epi32(Bits(lanes), _MM_PERM_CCAA));
-#else
-    return U32(_mm256_shuffle_epi32(Bits(lanes), _MM_SHUFFLE(2, 2, 0, 0)));
 #endif
-}
 
-// The taps of n outputs, within src[0 .. src_count - 1]. They come out of one or two vectors where those
-// reach far enough and end within the line.
-QX_INLINE Taps load_taps(const Argb32* src, int32_t src_count, uint32_t position, uint32_t step, int n) {
+// The taps of n outputs, within src[0 .. src_count - 1]: out of one or two vectors where those reach far
+// enough and end within the line.
+QX_INLINE Taps load_taps(const Argb32* src, [[maybe_unused]] int32_t src_count, uint32_t position,
+                         uint32_t step, int n) {
     static constexpr LaneNumbers lane = lane_numbers([](int i) { return i; });
-    static constexpr LaneNumbers odd_lane = lane_numbers([](int i) { return i % 2; });
-    // From the first pixel's middle, the last right tap of a vector is at (255 + (kPixels - 1) * step) / 256
-    // + 1.
+    U32 positions = position + U32(lane) * step;
+    U16 fraction = spread_byte<0>(U8(positions));
+#if defined(__AVX2__)
+    // The last right tap of a vector is at most (255 + (kPixels - 1) * step) / 256 + 1 pixels behind its
+    // base.
     constexpr uint32_t kOneVector = (kPixels - 2) * 256 / (kPixels - 1);
     constexpr uint32_t kTwoVectors = (2 * kPixels - 2) * 256 / (kPixels - 1);
+    static constexpr LaneNumbers odd_lane = lane_numbers([](int i) { return i % 2; });
 
-    const int32_t base = static_cast<int32_t>(position >> 8);
-    U32 positions = (position & 255) + U32(lane) * step;
-    U32 right = (positions >> 8) + 1;
-    U32 left = repeat_even_lanes(positions >> 8) + U32(odd_lane);
-    U16 fraction = spread_byte<0>(U8(positions));
-    src += base;
-    if (step <= kOneVector && src_count - base >= kPixels) {
-        U8 px = load(src);
+    const int32_t base = static_cast<int32_t>(position >> 8), reach = src_count - base;
+    U32 index = (positions >> 8) - static_cast<uint32_t>(base);
+    U32 left = repeat_even_lanes(index) + U32(odd_lane), right = index + 1;
+    if (step <= kOneVector && reach >= kPixels) {
+        U8 px = load(src + base);
         return {permute_pixels(px, left), permute_pixels(px, right), fraction};
     }
-    if (step <= kTwoVectors && src_count - base >= 2 * kPixels) {
-        Pair px = {load(src), load(src + kPixels)};
+    if (step <= kTwoVectors && reach >= 2 * kPixels) {
+        Pair px = {load(src + base), load(src + base + kPixels)};
         return {permute_pixels(px, left), permute_pixels(px, right), fraction};
     }
-    return {gather(src, left, n), gather(src, right, n), fraction};
-}
-#else
-QX_INLINE Taps load_taps(const Argb32* src, int32_t, uint32_t position, uint32_t step, int n) {
-    // Lanes from n on repeat the last output, whose taps are there.
-    auto position_of = [=](int k)
-                           QX_LAMBDA { return position + static_cast<uint32_t>(k < n ? k : n - 1) * step; };
-    const uint32_t at[4] = {position_of(0), position_of(1), position_of(2), position_of(3)};
-    auto right_of = [=](uint32_t p) QX_LAMBDA { return _mm_loadu_si32(src + (p >> 8) + 1); };
-    auto pair_of = [=](uint32_t p) QX_LAMBDA {
-        return _mm_loadl_epi64(reinterpret_cast<const __m128i*>(src + (p >> 8)));
-    };
-    Bits left = _mm_unpacklo_epi64(pair_of(at[0]), pair_of(at[2]));
-    Bits right = _mm_unpacklo_epi64(_mm_unpacklo_epi32(right_of(at[0]), right_of(at[1])),
-                                    _mm_unpacklo_epi32(right_of(at[2]), right_of(at[3])));
-    U32 positions = {at[0], at[1], at[2], at[3]};
-    return {U8(left), U8(right), spread_byte<0>(U8(positions))};
-}
 #endif
+    auto four = [=](int k) QX_LAMBDA {  // a group that has no output repeats the first one's
+        k = k < n ? k : 0;
+        return load_four_taps(src, position + static_cast<uint32_t>(k) * step, step, n - k);
+    };
+#if defined(__AVX512VBMI__)
+    FourTaps a = four(0), b = four(4), c = four(8), d = four(12);
+    auto join = [](__m128i p, __m128i q, __m128i r, __m128i s) QX_LAMBDA {
+        __m256i low = _mm256_inserti128_si256(_mm256_castsi128_si256(p), q, 1);
+        __m256i high = _mm256_inserti128_si256(_mm256_castsi128_si256(r), s, 1);
+        return U8(_mm512_inserti64x4(_mm512_castsi256_si512(low), high, 1));
+    };
+    return {join(a.left, b.left, c.left, d.left), join(a.right, b.right, c.right, d.right), fraction};
+#elif defined(__AVX2__)
+    FourTaps a = four(0), b = four(4);
+    return {U8(_mm256_set_m128i(b.left, a.left)), U8(_mm256_set_m128i(b.right, a.right)), fraction};
+#else
+    FourTaps a = four(0);
+    return {U8(a.left), U8(a.right), fraction};
+#endif
+}
 
 }  // namespace qx::QX_ISA
