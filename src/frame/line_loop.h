@@ -28,18 +28,23 @@ QX_INLINE void map_pairs(Argb32* dst, int32_t count, Formula formula, const Argb
     if (int32_t rest = count - i) store_up_to(dst + i, formula(load_up_to(src + i, rest)), rest);
 }
 
-// Two pixels for every one: dst[2 * i] and dst[2 * i + 1] are the pixels of formula(inputs[i]...), a Pair of
-// those at even and those at odd places. dst overlaps no input.
-template <typename Formula, typename... Inputs>
-QX_INLINE void map_doubled(Argb32* dst, int32_t count, Formula formula, Inputs... inputs) {
+// Two pixels for every one: dst[2 * i] = between(src[i - 1], src[i]) and dst[2 * i + 1] = src[i], where the
+// first pixel also stands before itself. count > 0, and dst does not overlap src.
+template <typename Between>
+QX_INLINE void map_doubled(Argb32* dst, int32_t count, Between between, const Argb32* src) {
+    U8 before = repeat_pixel(load_n(src, 1));
     int32_t i = 0;
-    for (; count - i >= kPixels; i += kPixels) {
-        Pair px = zip_pixels(formula(load(inputs + i)...));
-        store(dst + 2 * ptrdiff_t{i}, px.first);
-        store(dst + 2 * ptrdiff_t{i} + kPixels, px.second);
+    for (; count - i >= kPixels; i += kPixels, dst += 2 * kPixels) {
+        U8 px = load(src + i);
+        Pair doubled = zip_pixels({between(preceding(before, px), px), px});
+        store(dst, doubled.first);
+        store(dst + kPixels, doubled.second);
+        before = px;
     }
-    if (int32_t rest = count - i)
-        store_up_to(dst + 2 * ptrdiff_t{i}, zip_pixels(formula(load_n(inputs + i, rest)...)), 2 * rest);
+    if (int32_t rest = count - i) {
+        U8 px = load_n(src + i, rest);
+        store_up_to(dst, zip_pixels({between(preceding(before, px), px), px}), 2 * rest);
+    }
 }
 
 // dst[i ..] = the first n pixels of formula(i, n), for count > 0 pixels.

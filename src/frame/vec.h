@@ -168,18 +168,37 @@ QX_INLINE I16 plane_x128(Pair px) {
 
 // Two vectors of pixels in turn, from the first one's first pixel on: a0 b0 a1 b1 and so on.
 QX_INLINE Pair zip_pixels(Pair px) {
+#if defined(__AVX512VBMI__)
+    const Bits low = _mm512_setr_epi32(0, 16, 1, 17, 2, 18, 3, 19, 4, 20, 5, 21, 6, 22, 7, 23);
+    auto zip = [=](Bits index) QX_LAMBDA {
+        return U8(_mm512_permutex2var_epi32(Bits(px.first), index, Bits(px.second)));
+    };
+    return {zip(low), zip(Bits(U32(low) + 8))};
+#else
     Bits low = QX_OP(unpacklo_epi32)(Bits(px.first), Bits(px.second));
     Bits high = QX_OP(unpackhi_epi32)(Bits(px.first), Bits(px.second));
-#if defined(__AVX512VBMI__)
-    const Bits first = _mm512_setr_epi64(0, 1, 8, 9, 2, 3, 10, 11), second = first + 4;
-    return {U8(_mm512_permutex2var_epi64(low, first, high)),
-            U8(_mm512_permutex2var_epi64(low, second, high))};
-#elif defined(__AVX2__)
+#if defined(__AVX2__)
     return {U8(_mm256_permute2x128_si256(low, high, 0x20)), U8(_mm256_permute2x128_si256(low, high, 0x31))};
 #else
     return {U8(low), U8(high)};
 #endif
+#endif
 }
+
+// Each pixel's predecessor: the last pixel of the vector before, then all of px but its last.
+QX_INLINE U8 preceding(U8 before, U8 px) {
+#if defined(__AVX512VBMI__)
+    return U8(_mm512_alignr_epi32(Bits(px), Bits(before), kPixels - 1));
+#elif defined(__AVX2__)
+    Bits middle = _mm256_permute2x128_si256(Bits(before), Bits(px), 0x21);
+    return U8(_mm256_alignr_epi8(Bits(px), middle, 12));
+#else
+    return U8(_mm_or_si128(_mm_slli_si128(Bits(px), 4), _mm_srli_si128(Bits(before), 12)));
+#endif
+}
+
+// The first pixel in every place.
+QX_INLINE U8 repeat_pixel(U8 px) { return U8(U32{} + U32(px)[0]); }
 
 // The pixel at n - 1 also in the place of the one at n - 2, where n % 4 is 2.
 QX_INLINE U8 repeat_last(U8 px, [[maybe_unused]] int n) {

@@ -2,13 +2,9 @@
 
 namespace qx::QX_ISA {
 
-// Every source pixel, behind the average of it and the one before it; the first one has itself before it. The
-// last count % 4 pixels are left out.
+// The last count % 4 pixels are left out.
 void zoom_in2x1d(Argb32* dst, const Argb32* src, int32_t count) {
-    U8 first = load_n(src, 1);
-    store_n(dst, zip_pixels({first, first}).first, 2);
-    auto doubled = [](U8 before, U8 px) { return Pair{average(before, px), px}; };
-    map_doubled(dst + 2, count / 4 * 4 - 1, doubled, src, src + 1);
+    map_doubled(dst, count / 4 * 4, average, src);
 }
 
 // Even rows are source rows doubled; an odd row is the average of those around it, the last row a copy. The
