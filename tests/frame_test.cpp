@@ -1,13 +1,13 @@
 // The frame: what loading does, and the state that a call leaves the processor in.
 #include <cpuid.h>
-#include <gtest/gtest.h>
-#include <immintrin.h>
+#include <dlfcn.h>
 
+#include <atomic>
 #include <cstring>
+#include <thread>
 
-#include "frame/load.h"
 #include "frame/reciprocal_table.h"
-#include "line_kernels.h"
+#include "suite.h"
 
 namespace {
 
@@ -62,6 +62,39 @@ TEST(Frame, KernelsLeaveTheUpperRegisterHalvesClear) {
                 ASSERT_FALSE(upper_halves_in_use()) << build.name << " " << kernel.name << " count " << count;
             }
         }
+    }
+}
+
+// Several threads call the library that hosts load, as soon as it is there. Would catch: a first call that
+// has to set something up, and state that calls share.
+TEST(Load, LeavesNothingForTheFirstCallsToDo) {
+    constexpr int kThreads = 4, kCount = 517;
+    RandomBytes random;
+    const std::vector<Argb32> bg = random.line(kCount), fg = random.line(kCount);
+    std::vector<uint8_t> mask(kCount), lut(256);
+    random.fill(mask.data(), mask.size());
+    random.fill(lut.data(), lut.size());
+    std::vector<Argb32> want(kCount), got[kThreads];
+    const LineKernel& sblend_mlt = *std::find_if(line_kernels.begin(), line_kernels.end(),
+                                                 [](const auto& k) { return !strcmp(k.name, "sblend_mlt"); });
+    sblend_mlt.expect({want.data(), bg.data(), fg.data(), mask.data(), lut.data(), 200, kCount});
+
+    for (int round = 0; round < 20; ++round) {
+        std::atomic<decltype(&qx_sblend_mlt)> call{nullptr};
+        std::vector<std::thread> threads;
+        for (std::vector<Argb32>& line : got) {
+            line.assign(kCount, 0);
+            threads.emplace_back([&] {
+                while (call == nullptr) continue;
+                call.load()(line.data(), bg.data(), fg.data(), kCount, mask.data(), lut.data(), 200);
+            });
+        }
+        void* library = dlopen(QXPIXLIB_FILE, RTLD_NOW | RTLD_LOCAL);
+        ASSERT_NE(library, nullptr) << dlerror();
+        call = reinterpret_cast<decltype(&qx_sblend_mlt)>(dlsym(library, "qx_sblend_mlt"));
+        for (std::thread& thread : threads) thread.join();
+        for (const std::vector<Argb32>& line : got) ASSERT_EQ(line, want);
+        dlclose(library);
     }
 }
 

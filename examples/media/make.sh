@@ -27,3 +27,9 @@ convert -size 1280x720 xc:none -font DejaVu-Sans-Bold -pointsize 150 -gravity ce
     -fill '#fff8e8' -annotate +0-60 'qxpixlib' \
     -font DejaVu-Sans -pointsize 42 -fill '#ffe0a0d0' -annotate +0+60 'one scan line at a time' \
     -define png:compression-level=9 -strip PNG32:title.png
+
+# The letters of the gallery's captions: a cell of 8 x 18 pixels for each character from ! to ~. The font
+# advances by 0.602 of its size; in an annotation % and \ stand for themselves only when doubled.
+letters=$(awk 'BEGIN { for (i = 33; i < 127; i++) printf "%s%c", i == 37 || i == 92 ? sprintf("%c", i) : "", i }')
+convert -size 752x18 xc:none -font DejaVu-Sans-Mono -pointsize 13.29 -fill '#f0ead8' -annotate +0+14 "$letters" \
+    -define png:compression-level=9 -strip PNG32:letters.png
