@@ -65,34 +65,38 @@ QX_INLINE I16 mul_hi(I16 a, I16 b) { return I16(QX_OP(mulhi_epi16)(Bits(a), Bits
 // In each pixel, the sum of the products of the lower and of the upper 16-bit lanes.
 QX_INLINE I32 mul_add_pairs(I16 a, I16 b) { return I32(QX_OP(madd_epi16)(Bits(a), Bits(b))); }
 
-// (a + b) / 2 of every byte, truncated: the processor's average rounds up, and so does that of the
-// complements.
+// (a + b) / 2 of every byte, truncated: the processor's average rounds up, which of the
+// complements is down.
 QX_INLINE U8 average(U8 a, U8 b) { return ~U8(QX_OP(avg_epu8)(Bits(~a), Bits(~b))); }
 
 QX_INLINE U8 add_saturated(U8 a, U8 b) { return U8(QX_OP(adds_epu8)(Bits(a), Bits(b))); }
 
-#if defined(__AVX2__)
-// The operand of a byte shuffle, worked out by the compiler: byte i of the result is byte rule(i) of the
-// source.
-struct ByteIndex {
-    alignas(kBytes) uint8_t byte[kBytes];
-    QX_INLINE_MEMBER operator Bits() const { return *reinterpret_cast<const Bits*>(byte); }
+// A constant vector, worked out by the compiler: lane i holds rule(i). As the index of a byte shuffle it says
+// which byte of the source goes to place i.
+template <typename Lane>
+struct Constant {
+    typedef Lane Vector __attribute__((vector_size(kBytes)));
+    alignas(kBytes) Lane lane[kBytes / sizeof(Lane)];
+
+    QX_INLINE_MEMBER Vector vector() const { return *reinterpret_cast<const Vector*>(lane); }
+    QX_INLINE_MEMBER Bits bits() const { return Bits(vector()); }
 };
-template <typename Rule>
-constexpr ByteIndex byte_index(Rule rule) {
-    ByteIndex index{};
-    for (int i = 0; i < kBytes; ++i) index.byte[i] = static_cast<uint8_t>(rule(i));
-    return index;
+template <typename Lane, typename Rule>
+constexpr Constant<Lane> constant(Rule rule) {
+    Constant<Lane> c{};
+    for (int i = 0; i < kBytes / static_cast<int>(sizeof(Lane)); ++i) c.lane[i] = static_cast<Lane>(rule(i));
+    return c;
 }
 
+#if defined(__AVX2__)
 // Byte k of every pixel of the result is byte `from_k` of that pixel; a negative one gives 0.
 template <int from_0, int from_1, int from_2, int from_3>
 QX_INLINE U8 shuffle_pixels(U8 px) {
-    static constexpr ByteIndex index = byte_index([](int i) {
+    static constexpr auto index = constant<uint8_t>([](int i) {
         constexpr int from[4] = {from_0, from_1, from_2, from_3};
         return from[i % 4] < 0 ? 0x80 : i % 16 / 4 * 4 + from[i % 4];
     });
-    return U8(QX_OP(shuffle_epi8)(Bits(px), index));
+    return U8(QX_OP(shuffle_epi8)(Bits(px), index.bits()));
 }
 #endif
 
@@ -137,11 +141,13 @@ QX_INLINE I16 widen_bytes(U8 px) {
 #endif
 }
 
-// Two vectors, woven within each 128-bit block (their order for the five operations below): what pack puts
-// together, the weaves put back.
+// Two vectors of pixels.
 struct Pair {
     U8 first, second;
 };
+
+// Packs and weaves work within 128-bit blocks: what a pack of two vectors puts out of order, a weave puts
+// back.
 QX_INLINE U8 pack_saturated(I16 a, I16 b) { return U8(QX_OP(packus_epi16)(Bits(a), Bits(b))); }
 QX_INLINE Pair weave_bytes(U8 a, U8 b) {
     return {U8(QX_OP(unpacklo_epi8)(Bits(a), Bits(b))), U8(QX_OP(unpackhi_epi8)(Bits(a), Bits(b)))};
@@ -150,16 +156,17 @@ QX_INLINE Pair weave_words(U16 a, U16 b) {
     return {U8(QX_OP(unpacklo_epi16)(Bits(a), Bits(b))), U8(QX_OP(unpackhi_epi16)(Bits(a), Bits(b)))};
 }
 
-// Byte `from` of the pixels of two vectors, times 128, in the order that weave_words undoes.
+// Byte `from` of the pixels of two vectors, times 128, packed.
 template <int from>
 QX_INLINE I16 plane_x128(Pair px) {
 #if defined(__AVX512VBMI__)
-    static constexpr ByteIndex index = byte_index([](int i) {
+    static constexpr auto index = constant<uint8_t>([](int i) {
         int pixel = i / 16 * 4 + i / 2 % 4;
         return (i % 16 < 8 ? 0 : kBytes) + 4 * pixel + from;
     });
-    return I16(
-        U16(_mm512_maskz_permutex2var_epi8(0xAAAAAAAAAAAAAAAA, Bits(px.first), index, Bits(px.second))) >> 1);
+    return I16(U16(_mm512_maskz_permutex2var_epi8(0xAAAAAAAAAAAAAAAA, Bits(px.first), index.bits(),
+                                                  Bits(px.second))) >>
+               1);
 #else
     auto byte = [](U8 v) QX_LAMBDA { return Bits(U32(v) << (24 - 8 * from) >> 24 << 7); };
     return I16(QX_OP(packs_epi32)(byte(px.first), byte(px.second)));
@@ -169,11 +176,11 @@ QX_INLINE I16 plane_x128(Pair px) {
 // Two vectors of pixels in turn, from the first one's first pixel on: a0 b0 a1 b1 and so on.
 QX_INLINE Pair zip_pixels(Pair px) {
 #if defined(__AVX512VBMI__)
-    const Bits low = _mm512_setr_epi32(0, 16, 1, 17, 2, 18, 3, 19, 4, 20, 5, 21, 6, 22, 7, 23);
-    auto zip = [=](Bits index) QX_LAMBDA {
-        return U8(_mm512_permutex2var_epi32(Bits(px.first), index, Bits(px.second)));
+    static constexpr auto index = constant<uint32_t>([](int i) { return i % 2 * kPixels + i / 2; });
+    auto zip = [=](U32 at) QX_LAMBDA {
+        return U8(_mm512_permutex2var_epi32(Bits(px.first), Bits(at), Bits(px.second)));
     };
-    return {zip(low), zip(Bits(U32(low) + 8))};
+    return {zip(index.vector()), zip(index.vector() + kPixels / 2)};
 #else
     Bits low = QX_OP(unpacklo_epi32)(Bits(px.first), Bits(px.second));
     Bits high = QX_OP(unpackhi_epi32)(Bits(px.first), Bits(px.second));

@@ -15,16 +15,16 @@ constexpr int kBlockPixels = kBlock * kPixels;
 // Byte `from` of every pixel of a block, in pixel order.
 template <int from>
 QX_INLINE U8 pack_bytes(const U8 (&px)[kBlock]) {
-    static constexpr ByteIndex index = byte_index([](int i) { return 4 * i + from; });
-    Bits low = _mm512_permutex2var_epi8(Bits(px[0]), index, Bits(px[1]));
-    Bits high = _mm512_permutex2var_epi8(Bits(px[2]), index, Bits(px[3]));
+    static constexpr auto index = constant<uint8_t>([](int i) { return 4 * i + from; });
+    Bits low = _mm512_permutex2var_epi8(Bits(px[0]), index.bits(), Bits(px[1]));
+    Bits high = _mm512_permutex2var_epi8(Bits(px[2]), index.bits(), Bits(px[3]));
     return U8(_mm512_inserti64x4(low, _mm512_castsi512_si256(high), 1));
 }
 
 // The packed bytes of vector k of the block, in all four bytes of their pixels.
 QX_INLINE Bits unpack_index(int k) {
-    static constexpr ByteIndex index = byte_index([](int i) { return i / 4; });
-    return Bits(U8(Bits(index)) + uint8_t(k * kPixels));
+    static constexpr auto index = constant<uint8_t>([](int i) { return i / 4; });
+    return Bits(index.vector() + uint8_t(k * kPixels));
 }
 QX_INLINE U16 unpack_bytes(U8 packed, int k) {
     return U16(_mm512_maskz_permutexvar_epi8(0x5555555555555555, unpack_index(k), Bits(packed)));
@@ -53,12 +53,12 @@ QX_INLINE ByteTable byte_table(const uint8_t* bytes) {
 // The low bytes (half = 0) or the high bytes (half = 1) of a table of 16-bit numbers.
 template <int half>
 QX_INLINE ByteTable byte_table(const uint16_t* numbers) {
-    static constexpr ByteIndex index = byte_index([](int i) { return 2 * i + half; });
+    static constexpr auto index = constant<uint8_t>([](int i) { return 2 * i + half; });
     ByteTable table;
     for (int k = 0; k < 4; ++k) {
         const uint16_t* from = numbers + k * kBytes;
-        table.part[k] =
-            _mm512_permutex2var_epi8(_mm512_loadu_si512(from), index, _mm512_loadu_si512(from + kBytes / 2));
+        table.part[k] = _mm512_permutex2var_epi8(_mm512_loadu_si512(from), index.bits(),
+                                                 _mm512_loadu_si512(from + kBytes / 2));
     }
     return table;
 }

@@ -93,8 +93,8 @@ QX_INLINE uint64_t load_mask_bytes(const uint8_t* p, int n) {
 }
 QX_INLINE U16 spread_mask(uint64_t bytes) {
 #if defined(__AVX2__)
-    static constexpr ByteIndex index = byte_index([](int i) { return i % 2 == 0 ? 0x80 : i / 4; });
-    return U16(_mm256_shuffle_epi8(_mm256_set1_epi64x(static_cast<long long>(bytes)), index));
+    static constexpr auto index = constant<uint8_t>([](int i) { return i % 2 == 0 ? 0x80 : i / 4; });
+    return U16(_mm256_shuffle_epi8(_mm256_set1_epi64x(static_cast<long long>(bytes)), index.bits()));
 #else
     Bits words = _mm_unpacklo_epi8(_mm_setzero_si128(), _mm_cvtsi32_si128(static_cast<int>(bytes)));
     return U16(_mm_unpacklo_epi16(words, words));

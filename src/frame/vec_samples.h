@@ -13,19 +13,12 @@ constexpr int kGroupBytes = 128;
 // 32 samples from `first` on; those behind the group's last are no samples.
 template <typename Plane, int first>
 QX_INLINE U16 samples(const uint8_t* group) {
-    struct Shifts {
-        alignas(kBytes) uint16_t lane[kBytes / 2];
-    };
-    static constexpr ByteIndex index =
-        byte_index([](int i) { return Plane::bit(first + i / 2) / 8 + i % 2; });
-    static constexpr Shifts shifts = [] {
-        Shifts s{};
-        for (int i = 0; i < kBytes / 2; ++i) s.lane[i] = Plane::bit(first + i) % 8;
-        return s;
-    }();
+    static constexpr auto index =
+        constant<uint8_t>([](int i) { return Plane::bit(first + i / 2) / 8 + i % 2; });
+    static constexpr auto shifts = constant<uint16_t>([](int i) { return Plane::bit(first + i) % 8; });
     Bits bytes =
-        _mm512_permutex2var_epi8(_mm512_loadu_si512(group), index, _mm512_loadu_si512(group + kBytes));
-    return U16(bytes) >> *reinterpret_cast<const U16*>(shifts.lane) & 0x03FF;
+        _mm512_permutex2var_epi8(_mm512_loadu_si512(group), index.bits(), _mm512_loadu_si512(group + kBytes));
+    return U16(bytes) >> shifts.vector() & 0x03FF;
 }
 
 template <typename Plane>
@@ -53,29 +46,22 @@ QX_INLINE Bits load_blocks(const uint8_t* group, int k) {
 template <typename Plane, int first, int k>
 QX_INLINE U8 sample_bytes(const uint8_t* group) {
     if constexpr (Plane::bit(first + 7) < 128 * k || Plane::bit(first) >= 128 * (k + 1)) return U8{};
-    static constexpr ByteIndex index = byte_index([](int i) {
+    static constexpr auto index = constant<uint8_t>([](int i) {
         int bit = Plane::bit(first + i % 16 / 2);
         return bit / 128 == k ? bit % 128 / 8 + i % 2 : 0x80;
     });
-    return U8(_mm256_shuffle_epi8(load_blocks(group, k), index));
+    return U8(_mm256_shuffle_epi8(load_blocks(group, k), index.bits()));
 }
 
 // Eight samples of each half from `first` on. The product moves a sample to the top of its lane, whatever bit
 // of its bytes it starts at.
 template <typename Plane, int first>
 QX_INLINE U16 samples(const uint8_t* group) {
-    struct Factors {
-        alignas(kBytes) uint16_t lane[kBytes / 2];
-    };
-    static constexpr Factors factors = [] {
-        Factors f{};
-        for (int i = 0; i < kBytes / 2; ++i)
-            f.lane[i] = static_cast<uint16_t>(64 >> Plane::bit(first + i % 8) % 8);
-        return f;
-    }();
+    static constexpr auto factors =
+        constant<uint16_t>([](int i) { return 64 >> Plane::bit(first + i % 8) % 8; });
     U8 bytes = sample_bytes<Plane, first, 0>(group) | sample_bytes<Plane, first, 1>(group) |
                sample_bytes<Plane, first, 2>(group) | sample_bytes<Plane, first, 3>(group);
-    return U16(bytes) * *reinterpret_cast<const U16*>(factors.lane) >> 6;
+    return U16(bytes) * factors.vector() >> 6;
 }
 
 template <typename Plane, int first = 0>

@@ -13,7 +13,8 @@ struct Taps {
     U16 fraction;
 };
 
-// The taps one by one, a pair of neighbours at a load, for four outputs. Those from n on repeat the last one.
+// The taps one by one, a pair of neighbours at a load, for four outputs. Those from n on, which may
+// be all of them, repeat the one before.
 struct FourTaps {
     __m128i left, right;
 };
@@ -28,17 +29,6 @@ QX_INLINE FourTaps load_four_taps(const Argb32* src, uint32_t position, uint32_t
     __m128i right01 = _mm_unpacklo_epi32(one_at(pixel_of(0) + 1), one_at(pixel_of(1) + 1));
     __m128i right23 = _mm_unpacklo_epi32(one_at(pixel_of(2) + 1), one_at(pixel_of(3) + 1));
     return {left, _mm_unpacklo_epi64(right01, right23)};
-}
-
-struct LaneNumbers {
-    alignas(kBytes) uint32_t lane[kPixels];
-    QX_INLINE_MEMBER operator U32() const { return *reinterpret_cast<const U32*>(lane); }
-};
-template <typename Rule>
-constexpr LaneNumbers lane_numbers(Rule rule) {
-    LaneNumbers numbers{};
-    for (int i = 0; i < kPixels; ++i) numbers.lane[i] = static_cast<uint32_t>(rule(i));
-    return numbers;
 }
 
 #if defined(__AVX2__)
@@ -75,19 +65,19 @@ QX_INLINE U8 permute_pixels(Pair px, U32 index) {
 // enough and end within the line.
 QX_INLINE Taps load_taps(const Argb32* src, [[maybe_unused]] int32_t src_count, uint32_t position,
                          uint32_t step, int n) {
-    static constexpr LaneNumbers lane = lane_numbers([](int i) { return i; });
-    U32 positions = position + U32(lane) * step;
+    static constexpr auto lane = constant<uint32_t>([](int i) { return i; });
+    U32 positions = position + lane.vector() * step;
     U16 fraction = spread_byte<0>(U8(positions));
 #if defined(__AVX2__)
     // The last right tap of a vector is at most (255 + (kPixels - 1) * step) / 256 + 1 pixels behind its
     // base.
     constexpr uint32_t kOneVector = (kPixels - 2) * 256 / (kPixels - 1);
     constexpr uint32_t kTwoVectors = (2 * kPixels - 2) * 256 / (kPixels - 1);
-    static constexpr LaneNumbers odd_lane = lane_numbers([](int i) { return i % 2; });
+    static constexpr auto odd_lane = constant<uint32_t>([](int i) { return i % 2; });
 
     const int32_t base = static_cast<int32_t>(position >> 8), reach = src_count - base;
     U32 index = (positions >> 8) - static_cast<uint32_t>(base);
-    U32 left = repeat_even_lanes(index) + U32(odd_lane), right = index + 1;
+    U32 left = repeat_even_lanes(index) + odd_lane.vector(), right = index + 1;
     if (step <= kOneVector && reach >= kPixels) {
         U8 px = load(src + base);
         return {permute_pixels(px, left), permute_pixels(px, right), fraction};
@@ -97,8 +87,7 @@ QX_INLINE Taps load_taps(const Argb32* src, [[maybe_unused]] int32_t src_count, 
         return {permute_pixels(px, left), permute_pixels(px, right), fraction};
     }
 #endif
-    auto four = [=](int k) QX_LAMBDA {  // a group that has no output repeats the first one's
-        k = k < n ? k : 0;
+    auto four = [=](int k) QX_LAMBDA {
         return load_four_taps(src, position + static_cast<uint32_t>(k) * step, step, n - k);
     };
 #if defined(__AVX512VBMI__)
