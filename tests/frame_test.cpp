@@ -1,12 +1,12 @@
 // The frame: what loading does, and the state that a call leaves the processor in.
 #include <cpuid.h>
-#include <dlfcn.h>
 
 #include <atomic>
 #include <cstring>
 #include <thread>
 
 #include "frame/reciprocal_table.h"
+#include "shared_library.h"
 #include "suite.h"
 
 namespace {
@@ -40,7 +40,11 @@ TEST(Frame, InitialisationIsOneEntryWithTwoNamesThatDoesNothing) {
 }
 
 // Bit 2 of XINUSE: some upper half of a ymm register is not clear.
-__attribute__((target("xsave"))) bool upper_halves_in_use() { return _xgetbv(1) & 4; }
+bool upper_halves_in_use() {
+    unsigned low, high;
+    asm volatile("xgetbv" : "=a"(low), "=d"(high) : "c"(1));
+    return low & 4;
+}
 
 // Would catch: a kernel that returns without vzeroupper on some path, which slows the host's own code.
 TEST(Frame, KernelsLeaveTheUpperRegisterHalvesClear) {
@@ -49,14 +53,15 @@ TEST(Frame, KernelsLeaveTheUpperRegisterHalvesClear) {
     if (qx::usable_builds() < 2) GTEST_SKIP() << "no AVX2 on this processor";
     asm volatile("vpcmpeqd %%ymm0, %%ymm0, %%ymm0" ::: "xmm0");
     bool seen = upper_halves_in_use();
-    asm volatile("vzeroupper" ::: "memory");
-    ASSERT_TRUE(seen && !upper_halves_in_use()) << "XINUSE does not follow the registers here";
+    asm volatile("vzeroupper; pxor %%xmm0, %%xmm0" ::: "xmm0");
+    if (!seen || upper_halves_in_use()) GTEST_SKIP() << "XINUSE does not follow the registers in this mode";
 
     std::vector<Argb32> dst(300), bg(300, 0x80402010), fg(300, 0x40FF0080);
     const std::vector<uint8_t> mask(300, 77), lut(256, 99);
     for (const qx::Build& build : machine_builds()) {
         for (const LineKernel& kernel : line_kernels) {
             for (int count = 1; count <= 300; ++count) {
+                asm volatile("vzeroupper" ::: "memory");  // what the test's own libraries left there
                 kernel.call(*build.kernels,
                             {dst.data(), bg.data(), fg.data(), mask.data(), lut.data(), 100, count});
                 ASSERT_FALSE(upper_halves_in_use()) << build.name << " " << kernel.name << " count " << count;
@@ -89,12 +94,12 @@ TEST(Load, LeavesNothingForTheFirstCallsToDo) {
                 call.load()(line.data(), bg.data(), fg.data(), kCount, mask.data(), lut.data(), 200);
             });
         }
-        void* library = dlopen(QXPIXLIB_FILE, RTLD_NOW | RTLD_LOCAL);
-        ASSERT_NE(library, nullptr) << dlerror();
-        call = reinterpret_cast<decltype(&qx_sblend_mlt)>(dlsym(library, "qx_sblend_mlt"));
+        SharedLibrary library = open_library(QXPIXLIB_FILE);
+        ASSERT_NE(library, nullptr);
+        call = reinterpret_cast<decltype(&qx_sblend_mlt)>(find_function(library, "qx_sblend_mlt"));
         for (std::thread& thread : threads) thread.join();
         for (const std::vector<Argb32>& line : got) ASSERT_EQ(line, want);
-        dlclose(library);
+        close_library(library);
     }
 }
 

@@ -1,28 +1,53 @@
 // Memory that faults when anything outside it is touched.
 #pragma once
 
-#include <sys/mman.h>
-#include <unistd.h>
-
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
 
+#if defined(_WIN32)
+#include <windows.h>
+#else
+#include <sys/mman.h>
+#endif
+
+constexpr size_t kPage = 4096;  // of every x86 system
+
+// Pages without access, or null where there is no room; and access to some of them.
+inline uint8_t* reserve_pages(size_t bytes) {
+#if defined(_WIN32)
+    return static_cast<uint8_t*>(VirtualAlloc(nullptr, bytes, MEM_RESERVE, PAGE_NOACCESS));
+#else
+    void* p = mmap(nullptr, bytes, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    return p == MAP_FAILED ? nullptr : static_cast<uint8_t*>(p);
+#endif
+}
+inline bool open_pages(uint8_t* p, size_t bytes) {
+#if defined(_WIN32)
+    return VirtualAlloc(p, bytes, MEM_COMMIT, PAGE_READWRITE) != nullptr;
+#else
+    return mprotect(p, bytes, PROT_READ | PROT_WRITE) == 0;
+#endif
+}
+inline void release_pages(uint8_t* p, [[maybe_unused]] size_t bytes) {
+#if defined(_WIN32)
+    VirtualFree(p, 0, MEM_RELEASE);
+#else
+    munmap(p, bytes);
+#endif
+}
+
 // Pages between two pages without access. A block is placed in them `gap` bytes from one of the two; the
 // bytes around it hold a pattern that shows a stray write where no fault can.
 class GuardedPages {
  public:
-    explicit GuardedPages(size_t capacity) {
-        size_t page = size_t(sysconf(_SC_PAGESIZE));
-        size_ = (capacity + 2 * kMargin + page - 1) / page * page;
-        mapping_ = size_ + 2 * page;
-        void* all = mmap(nullptr, mapping_, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-        if (all == MAP_FAILED) std::abort();
-        begin_ = static_cast<uint8_t*>(all) + page;
-        if (mprotect(begin_, size_, PROT_READ | PROT_WRITE) != 0) std::abort();
+    explicit GuardedPages(size_t capacity) : size_((capacity + 2 * kMargin + kPage - 1) / kPage * kPage) {
+        uint8_t* all = reserve_pages(size_ + 2 * kPage);
+        begin_ = all + kPage;
+        if (all == nullptr || !open_pages(begin_, size_)) std::abort();
     }
-    ~GuardedPages() { munmap(begin_ - (mapping_ - size_) / 2, mapping_); }
+    ~GuardedPages() { release_pages(begin_ - kPage, size_ + 2 * kPage); }
     GuardedPages(const GuardedPages&) = delete;
     GuardedPages& operator=(const GuardedPages&) = delete;
 
@@ -51,6 +76,6 @@ class GuardedPages {
         return end - after > ptrdiff_t(kMargin) ? after + kMargin : end;
     }
 
-    size_t size_, mapping_, bytes_ = 0;
+    size_t size_, bytes_ = 0;
     uint8_t *begin_, *block_ = nullptr;
 };

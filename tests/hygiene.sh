@@ -1,6 +1,6 @@
 #!/bin/sh
 # What the compiled objects and the header must be like, whatever the kernels compute.
-# usage: hygiene.sh exports LIBRARY HEADER | objects BUILD OBJECT... | header HEADER
+# usage: hygiene.sh exports LIBRARY HEADER | imports DLL | objects BUILD OBJECT... | header HEADER
 set -eu
 
 fail() {
@@ -16,10 +16,17 @@ trap 'rm -rf "$scratch"' EXIT
 case $what in
 exports) # the library shows the names that the header declares, and no other
     ${CC:-cc} -E -P "$2" | grep -o 'qx_[A-Za-z0-9_]*' | sort -u >"$scratch/declared"
-    nm -D --defined-only "$1" | awk '{ print $NF }' | sort >"$scratch/exported"
+    case $1 in
+    *.dll) objdump -p "$1" | awk '/Name Pointer\] Table/ { list = 1 } /^$/ { list = 0 } list && /\[ *[0-9]+\]/ { print $NF }' ;;
+    *) nm -D --defined-only "$1" | awk '{ print $NF }' ;;
+    esac | sort >"$scratch/exported"
     [ -s "$scratch/declared" ] || fail "no name found in $2"
     diff "$scratch/declared" "$scratch/exported" || fail "the header (<) and the library (>) differ"
     echo "$(wc -l <"$scratch/exported") names"
+    ;;
+imports) # the system and the run-time of the library's hosts, no other DLL
+    objdump -p "$1" | awk '/DLL Name/ { print $3 }' | sort >"$scratch/imported"
+    printf 'KERNEL32.dll\nMSVCR120.dll\n' | diff - "$scratch/imported" || fail "$1 imports other DLLs (>)"
     ;;
 objects) # nothing that the linker could take from this build for another one
     build=$1
@@ -31,7 +38,9 @@ objects) # nothing that the linker could take from this build for another one
     if [ "$build" = sse2 ]; then
         if grep -E '[%][yz]mm|^ .*:[[:space:]]+v[a-z]' "$scratch/code"; then fail "VEX instructions in sse2"; fi
     else
-        grep -q vzeroupper "$scratch/code" || fail "no vzeroupper in $build"
+awk '/>:$/ { name = $2; dirty = 0 } /[%][yz]mm/ { dirty = 1 } /vzeroupper/ { dirty = 0 }
+             /[[:space:]]ret/ { returns++; if (dirty) { print name, "returns without vzeroupper"; failed = 1 } }
+             END { exit failed || !returns }' "$scratch/code" || fail "upper register halves in $build"
     fi
     echo "$# objects, $(wc -l <"$scratch/symbols") symbols"
     ;;

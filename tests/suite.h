@@ -17,6 +17,11 @@ inline void PrintTo(const Build& build, std::ostream* out) { *out << build.name;
 }  // namespace qx
 inline void PrintTo(const LineKernel& kernel, std::ostream* out) { *out << kernel.name; }
 
+// Objects that are linked into a program have a constructor, but nobody calls their DllMain.
+#if defined(_WIN32)
+inline const bool loaded = (qx::on_load(), true);
+#endif
+
 // The exported functions as one more table: the suite then also proves that each reaches its own kernel.
 inline const qx::KernelTable exported = {
 #define QX_ENTRY(name) qx_##name,

@@ -1,0 +1,34 @@
+# How the DLL differs from a shared object: its name, its exports, what it imports, and its import libraries.
+
+# The exports are the names that the header declares; one of them is a second name of another.
+file(STRINGS include/qxpixlib.h declarations REGEX "^QX_API ")
+set(exports "LIBRARY qxpixlib.dll\nEXPORTS\n")
+foreach(declaration IN LISTS declarations)
+  string(REGEX MATCH "qx_[A-Za-z0-9_]+" name "${declaration}")
+  if(name STREQUAL "qx_r210argb")
+    set(name "qx_r210argb = qx_pixinit")
+  endif()
+  string(APPEND exports "    ${name}\n")
+endforeach()
+set(def_file ${PROJECT_BINARY_DIR}/qxpixlib.def)
+file(CONFIGURE OUTPUT ${def_file} CONTENT "${exports}" NEWLINE_STYLE WIN32)
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS include/qxpixlib.h)
+configure_file(packaging/win32/version.rc.in version.rc @ONLY)
+
+target_sources(qxpixlib PRIVATE ${def_file} ${PROJECT_BINARY_DIR}/version.rc)
+set_target_properties(qxpixlib PROPERTIES
+  PREFIX ""
+  IMPORT_PREFIX "lib"
+  IMPORT_SUFFIX ".dll.a"
+  LIBRARY_OUTPUT_NAME qxpixlib
+  LINK_DEPENDS ${PROJECT_SOURCE_DIR}/packaging/win32/msvcr120.specs)
+# KERNEL32 and the run-time of the library's hosts, nothing else; the same bytes from every build.
+target_link_options(qxpixlib PRIVATE
+  -static -specs=${PROJECT_SOURCE_DIR}/packaging/win32/msvcr120.specs -s -Wl,--no-insert-timestamp)
+
+# The import library for linkers that do not take libqxpixlib.dll.a, from the same list.
+find_program(DLLTOOL NAMES llvm-dlltool llvm-dlltool-14 REQUIRED)
+add_custom_command(OUTPUT qxpixlib.lib
+  COMMAND ${DLLTOOL} -m i386 -d ${def_file} -D qxpixlib.dll -l qxpixlib.lib
+  DEPENDS ${def_file} VERBATIM)
+add_custom_target(import_library ALL DEPENDS qxpixlib.lib)
