@@ -24,8 +24,9 @@
  *               run at once. There is no state, no lock, no initialisation and no error.
  *   Rounding.   Integer arithmetic, the same bytes on every processor. A division by 256 or 65536 drops the
  *               fraction, each on its own, before any sum: the results lean low by a step on purpose.
- *   Floats.     The caller's floating-point modes (rounding, unmasked invalid or zero-divide exceptions,
- *               flush to zero) change nothing, and are left as they were.
+ *   Floats.     The caller's floating-point modes (rounding, flush to zero, unmasked exceptions) change
+ *               nothing and are left as they were; but the qx_sblend family may raise the inexact flag, so
+ *               that exception has to stay masked, as it is by default.
  */
 #ifndef QXPIXLIB_H
 #define QXPIXLIB_H
@@ -56,8 +57,7 @@ extern "C" {
 typedef uint32_t Argb32;
 typedef uint32_t Ayuv32;
 
-/* ---- frame ----------------------------------------------------------------------------------------------
- */
+/* ---- frame ---- */
 
 /* Does nothing. The library is ready when it is loaded; hosts that expect an initialisation call may make
  * this one, before or after any other call, with any arguments. */
@@ -71,8 +71,7 @@ QX_API void QX_CALL qx_r210argb(void);
  * 0x80FF0000 is half-transparent red in Argb32, the bytes 00 00 FF 80. */
 QX_API void QX_CALL qx_fill(Argb32* dst, uint32_t value, int32_t count);
 
-/* ---- conversion -----------------------------------------------------------------------------------------
- */
+/* ---- conversion ---- */
 
 /* Argb32 to Ayuv32, ITU-R BT.601, studio range; alpha unchanged. With T(v, c) = floor(v * c / 512):
  *
@@ -104,7 +103,7 @@ QX_API void QX_CALL qx_ayuv2argb(Argb32* dst, const Ayuv32* src, int32_t count);
  * of 0 or below. dst and src may not overlap; neither needs alignment. */
 QX_API void QX_CALL qx_v210yuv422p10(uint16_t* dst, const void* src, int32_t count);
 
-/* ---- blending ------------------------------------------------------------------------------------------- *
+/* ---- blending ----
  *
  * Three families lay a foreground line fg over a background line bg. Both inputs have straight alpha (colour
  * not multiplied by alpha). Below, c stands for each of the bytes 0, 1 and 2, a for alpha; every / drops the
@@ -180,8 +179,7 @@ QX_API void QX_CALL qx_sblend_mt(Argb32* dst, const Argb32* bg, const Argb32* fg
 QX_API void QX_CALL qx_sblend_mlt(Argb32* dst, const Argb32* bg, const Argb32* fg, int32_t count,
                                   const uint8_t* mask, const uint8_t* lut, uint32_t opacity);
 
-/* ---- alpha and mask -------------------------------------------------------------------------------------
- */
+/* ---- alpha and mask ---- */
 
 /* The alpha channel as a grey picture: all four bytes of dst[i] are src[i].a. */
 QX_API void QX_CALL qx_alpha(Argb32* dst, const Argb32* src, int32_t count);
@@ -190,8 +188,7 @@ QX_API void QX_CALL qx_alpha(Argb32* dst, const Argb32* src, int32_t count);
  * byte of 255 takes 1 from an alpha above 0. The mask comes before the count here, and has count bytes. */
 QX_API void QX_CALL qx_mask(Argb32* dst, const Argb32* src, const uint8_t* mask, int32_t count);
 
-/* ---- interpolation, zoom, scaling: the four bytes of a pixel are treated alike ----------------------------
- */
+/* ---- interpolation, zoom, scaling: the four bytes of a pixel are treated alike ---- */
 
 /* Mixes two lines: dst = src1 * w / 256 + src2 * (256 - w) / 256 for every byte, with w = min(weight, 256),
  * unsigned. Each product is floored on its own: 255 and 255 at weight 128 give 254. A weight of 256 copies

@@ -8,15 +8,10 @@ namespace qx::QX_ISA {
 
 // ---- pixels ----
 
-QX_INLINE U8 load(const Argb32* p) {
-    typedef uint8_t Anywhere __attribute__((vector_size(kBytes), aligned(1), may_alias));
-    return *reinterpret_cast<const Anywhere*>(p);
-}
+typedef uint8_t U8Anywhere __attribute__((vector_size(kBytes), aligned(1), may_alias));
 
-QX_INLINE void store(Argb32* p, U8 px) {
-    typedef uint8_t Anywhere __attribute__((vector_size(kBytes), aligned(1), may_alias));
-    *reinterpret_cast<Anywhere*>(p) = px;
-}
+QX_INLINE U8 load(const Argb32* p) { return *reinterpret_cast<const U8Anywhere*>(p); }
+QX_INLINE void store(Argb32* p, U8 px) { *reinterpret_cast<U8Anywhere*>(p) = px; }
 
 // The first n pixels, 0 < n < kPixels; load_n leaves zeros behind them. Lane masks where a masked access is
 // as good as a plain one; elsewhere register moves, the larger pieces first.
