@@ -2,9 +2,9 @@
 #include <algorithm>
 #include <cstdio>
 #include <fstream>
-#include <functional>
 
 #include "picture.h"
+#include "v210.h"
 
 namespace {
 
@@ -78,11 +78,8 @@ Picture contact_sheet(const std::vector<Tile>& tiles, const Picture& letters) {
 
 // ---- the footage ----
 
-// One line is padded to whole groups of 48 pixels, 128 bytes.
-constexpr int kV210Pitch = (kWidth + 47) / 48 * 128;
-
 std::vector<char> load_footage(const std::string& path) {
-    std::vector<char> footage(size_t(kV210Pitch) * kHeight);
+    std::vector<char> footage(v210_pitch(kWidth) * kHeight);
     if (!std::ifstream(path, std::ios::binary).read(footage.data(), std::streamsize(footage.size())))
         throw Error(path + ": no frame of 1280 x 720 v210");
     return footage;
@@ -97,7 +94,7 @@ Planes unpack(const std::vector<char>& footage) {
     Planes planes;
     std::vector<uint16_t> line(2 * kWidth);
     for (size_t row = 0; row < kHeight; ++row) {
-        qx_v210yuv422p10(line.data(), &footage[row * kV210Pitch], kWidth);
+        qx_v210yuv422p10(line.data(), &footage[row * v210_pitch(kWidth)], kWidth);
         std::copy_n(&line[0], kWidth, &planes.y[row * kWidth]);
         std::copy_n(&line[kWidth], kWidth / 2, &planes.cb[row * kWidth / 2]);
         std::copy_n(&line[kWidth + kWidth / 2], kWidth / 2, &planes.cr[row * kWidth / 2]);
@@ -112,15 +109,9 @@ void save_planes(const std::string& path, const Planes& planes) {
     if (!file.flush()) throw Error(path + ": cannot be written");
 }
 
-// The upper 8 bits of each sample, both pixels of a pair with its colour.
 Picture picture_of(const Planes& planes) {
     Picture picture(kWidth, kHeight);
-    for (size_t i = 0; i < picture.pixels.size(); ++i) {
-        auto top8 = [](uint16_t sample) { return uint32_t(sample >> 2); };
-        picture.pixels[i] =
-            0xFF000000 | top8(planes.cr[i / 2]) << 16 | top8(planes.y[i]) << 8 | top8(planes.cb[i / 2]);
-    }
-    qx_ayuv2argb(picture.pixels.data(), picture.pixels.data(), kWidth * kHeight);
+    planes_to_argb(picture.row(0), planes.y.data(), planes.cb.data(), planes.cr.data(), kWidth * kHeight);
     return picture;
 }
 
