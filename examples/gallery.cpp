@@ -1,4 +1,5 @@
-// Shows every kernel of the library once, on real pictures, in one contact sheet with captions.
+// Shows every kernel of the library once, on real pictures, in one contact sheet with captions; and what the
+// blending families make of a soft edge, in another.
 #include <algorithm>
 #include <cstdio>
 #include <fstream>
@@ -10,15 +11,16 @@ namespace {
 
 const char usage[] =
     "usage: gallery BACKGROUND.png TITLE.png LETTERS.png FOOTAGE.v210 DIRECTORY\n"
-    "The pictures and the one frame of v210 footage are 1280 x 720. Writes gallery.png, and\n"
-    "the footage unpacked into three planes, footage.planes, into the directory.\n";
+    "The pictures and the one frame of v210 footage are 1280 x 720. Writes gallery.png,\n"
+    "edges.png and the footage unpacked into three planes, footage.planes, into the\n"
+    "directory.\n";
 
 constexpr int kWidth = 1280, kHeight = 720;
 
 // ---- the sheet: thumbnails over a checkerboard, which shows through where a result is transparent ----
 
 constexpr int kShrink = 5, kThumbWidth = kWidth / kShrink, kThumbHeight = kHeight / kShrink;
-constexpr int kGap = 8, kCaption = 18, kColumns = 7;
+constexpr int kGap = 8, kCaption = 18;
 constexpr int kCellWidth = kThumbWidth + kGap, kCellHeight = kThumbHeight + kCaption + kGap;
 
 // The mean of kShrink x kShrink pixels, colours weighted by alpha.
@@ -58,12 +60,12 @@ void draw_text(Picture& sheet, int left, int top, const char* text, const Pictur
     }
 }
 
-Picture contact_sheet(const std::vector<Tile>& tiles, const Picture& letters) {
-    const int rows = (int(tiles.size()) + kColumns - 1) / kColumns;
-    Picture sheet(kColumns * kCellWidth + kGap, rows * kCellHeight + kGap);
+Picture contact_sheet(const std::vector<Tile>& tiles, int columns, const Picture& letters) {
+    const int rows = (int(tiles.size()) + columns - 1) / columns;
+    Picture sheet(columns * kCellWidth + kGap, rows * kCellHeight + kGap);
     for (int y = 0; y < sheet.height; ++y) qx_fill(sheet.row(y), 0xFF202028, sheet.width);
     for (size_t k = 0; k < tiles.size(); ++k) {
-        const int left = kGap + int(k) % kColumns * kCellWidth, top = kGap + int(k) / kColumns * kCellHeight;
+        const int left = kGap + int(k) % columns * kCellWidth, top = kGap + int(k) / columns * kCellHeight;
         const Picture thumb = thumbnail(tiles[k].picture);
         for (int y = 0; y < kThumbHeight; ++y) {
             Argb32* dst = sheet.row(top + y) + left;
@@ -217,17 +219,44 @@ std::vector<Tile> make_tiles(const Picture& background, const Picture& title, co
     return tiles;
 }
 
+// What each family makes of a soft edge, over an opaque background and over a transparent one that still has
+// a colour, as keyed footage has: shown as straight alpha, over the checkerboard.
+std::vector<Tile> make_edges() {
+    const Picture disc = by_rows([](Argb32* dst, int y) {
+        for (int x = 0; x < kWidth; ++x) {
+            const double u = (x - kWidth / 2) / 520.0, v = (y - kHeight / 2) / 320.0;
+            dst[x] = 0xFFF8E8 | uint32_t(std::clamp(1.6 * (1 - u * u - v * v), 0.0, 1.0) * 255) << 24;
+        }
+    });
+    std::vector<Tile> tiles;
+    auto lay_over = [&](Argb32 background, const char* const(&captions)[3]) {
+        const std::vector<Argb32> bg(kWidth, background);
+        const char* const* caption = captions;
+        for (auto family : {qx_blend, qx_lblend, qx_sblend})
+            tiles.push_back({*caption++, by_rows([&](Argb32* dst, int y) {
+                                 family(dst, bg.data(), disc.row(y), kWidth);
+                             })});
+    };
+    lay_over(0xFF1F6B3A, {"qx_blend over opaque green", "qx_lblend", "qx_sblend"});
+    lay_over(0x001F6B3A, {"qx_blend over transparent green", "qx_lblend", "qx_sblend"});
+    return tiles;
+}
+
+void save_sheet(const std::string& path, const Picture& sheet, const char* what) {
+    save_png(path, sheet);
+    std::printf("%-24s %d x %d   %s\n", path.c_str(), sheet.width, sheet.height, what);
+}
+
 void run(const std::vector<std::string>& files) {
     const Picture background = load_png(files[0]), title = load_png(files[1]), letters = load_png(files[2]);
     for (const Picture* p : {&background, &title})
         if (p->width != kWidth || p->height != kHeight) throw Error("the pictures have to be 1280 x 720");
     const Planes footage = unpack(load_footage(files[3]));
     save_planes(files[4] + "/footage.planes", footage);
-    const std::vector<Tile> tiles = make_tiles(background, title, footage);
-    const Picture sheet = contact_sheet(tiles, letters);
-    save_png(files[4] + "/gallery.png", sheet);
-    std::printf("%-24s %d x %d   every kernel once\n", (files[4] + "/gallery.png").c_str(), sheet.width,
-                sheet.height);
+    save_sheet(files[4] + "/gallery.png", contact_sheet(make_tiles(background, title, footage), 7, letters),
+               "every kernel once");
+    save_sheet(files[4] + "/edges.png", contact_sheet(make_edges(), 3, letters),
+               "a soft edge by each family");
 }
 
 }  // namespace
