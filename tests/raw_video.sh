@@ -1,10 +1,11 @@
 #!/bin/sh
 # The programs that take raw pictures: titler, on frames through pipes, and compose.py, on files. What they make is
 # held against the compose program's pictures.
-# usage: raw_video.sh BUILD EXAMPLES
+# usage: raw_video.sh BUILD EXAMPLES [LIBRARY], compose.py being left out where there is no LIBRARY for Python to load
 set -eu
 build=$1
 examples=$2
+library=${3:-}
 media=$examples/media
 titler=$build/titler
 scratch=$(mktemp -d)
@@ -72,7 +73,10 @@ grep -q 'cannot be written' "$scratch/said" || fail "a closed pipe is not said"
 
 # ---- compose.py ----
 
-if python3 -c 'import numpy' 2>/dev/null; then
+if [ -z "$library" ]; then
+    echo "titler: all as expected"
+    exit 0
+elif python3 -c 'import numpy' 2>/dev/null; then
     python=python3
 elif /usr/bin/python3 -c 'import numpy' 2>/dev/null; then
     python=/usr/bin/python3 # Debian's, where another one comes first
@@ -81,7 +85,7 @@ else
     exit 77
 fi
 for family in lblend sblend; do
-    $python "$examples/compose.py" "$build/libqxpixlib.so" "$scratch/background" "$scratch/title" 1280 "$scratch/py" $family
+    $python "$examples/compose.py" "$library" "$scratch/background" "$scratch/title" 1280 "$scratch/py" $family
     cmp "$scratch/py" "$scratch/$family"
 done
 echo "titler and compose.py: all as expected"
