@@ -22,6 +22,8 @@ set_target_properties(qxpixlib PROPERTIES
   IMPORT_SUFFIX ".dll.a"
   LIBRARY_OUTPUT_NAME qxpixlib
   LINK_DEPENDS ${PROJECT_SOURCE_DIR}/packaging/win32/msvcr120.specs)
+target_compile_options(frame PRIVATE -Wno-missing-attributes)  # of an alias, which here is declared otherwise
+
 # KERNEL32 and the run-time of the library's hosts, nothing else; the same bytes from every build.
 target_link_options(qxpixlib PRIVATE
   -static -specs=${PROJECT_SOURCE_DIR}/packaging/win32/msvcr120.specs -s -Wl,--no-insert-timestamp)

@@ -12,7 +12,7 @@ extern "C" {
 void qx_pixinit() {}
 
 // One entry with two names.
-void qx_r210argb() __attribute__((nothrow, alias("qx_pixinit")));
+void qx_r210argb() __attribute__((alias("qx_pixinit")));
 
 void qx_fill(Argb32* dst, uint32_t value, int32_t count) {
     if (count > 0) active->fill(dst, value, count);
