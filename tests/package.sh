@@ -38,7 +38,7 @@ for libdir in lib lib/x86_64-linux-gnu; do
     # shellcheck disable=SC2046  # words on purpose
     cc -std=c99 -Wall -Werror "$scratch/program/fade.c" -o "$scratch/by-pkg-config" $(pkg-config --cflags --libs qxpixlib)
     "$scratch/by-pkg-config"
-    cmake -S "$scratch/program" -B "$scratch/program/build" -DCMAKE_PREFIX_PATH="$scratch/moved" >/dev/null
+    cmake -S "$scratch/program" -B "$scratch/program/build" -G Ninja -DCMAKE_PREFIX_PATH="$scratch/moved" >/dev/null
     cmake --build "$scratch/program/build" >/dev/null
     "$scratch/program/build/fade"
     echo "$libdir: $(pkg-config --modversion qxpixlib)"
