@@ -20,7 +20,6 @@ set_target_properties(qxpixlib PROPERTIES
   PREFIX ""
   IMPORT_PREFIX "lib"
   IMPORT_SUFFIX ".dll.a"
-  LIBRARY_OUTPUT_NAME qxpixlib
   LINK_DEPENDS ${PROJECT_SOURCE_DIR}/packaging/win32/msvcr120.specs)
 target_compile_options(frame PRIVATE -Wno-missing-attributes)  # of an alias, which here is declared otherwise
 
