@@ -1,56 +1,97 @@
-// Pixels per second of every kernel in every build that this machine runs, beside the plain loop over the
-// same formula, for short lines, a line that stays in the cache, and a picture that does not.
-#include <benchmark/benchmark.h>
+// The speed of every kernel in every build that this machine runs, beside what else could do its work: plain
+// loops of two compilers, other libraries, and a bare copy of the same bytes.
+#include <cstdio>
+#include <cstdlib>
+#include <regex>
 
-#include "line_kernels.h"
+#include "machine.h"
+#include "report.h"
 
 namespace {
 
-struct Shape {
-    const char* name;
-    int width, height;
-};
-const Shape shapes[] = {{"8", 8, 1}, {"37", 37, 1}, {"1920", 1920, 1}, {"3840x2160", 3840, 2160}};
+const Shape shapes[] = {{"8", 8, 1, 25, 1e-4},
+                        {"37", 37, 1, 25, 1e-4},
+                        {"1920", 1920, 1, 25, 2e-4},
+                        {"1920x1080", 1920, 1080, 7, 0},
+                        {"3840x2160", 3840, 2160, 7, 0}};
 
-template <typename RunLine>
-void run(benchmark::State& state, const Shape& shape, RunLine run_line) {
-    const size_t pixels = size_t(shape.width) * size_t(shape.height);
-    std::vector<Argb32> dst(pixels), a(pixels), b(pixels);
-    std::vector<uint8_t> mask(pixels), lut(256);
-    for (size_t i = 0; i < pixels; ++i) {
-        a[i] = Argb32(i) * 2654435761u;
-        b[i] = ~a[i] * 40503u;
-        mask[i] = uint8_t(a[i] >> 13);
-    }
-    for (size_t i = 0; i < lut.size(); ++i) lut[i] = uint8_t(255 - i);
-    for (auto _ : state) {
-        for (int y = 0; y < shape.height; ++y) {
-            size_t row = size_t(y) * size_t(shape.width);
-            run_line(Arguments{&dst[row], &a[row], &b[row], &mask[row], lut.data(), 200, shape.width});
+const char usage[] =
+    "usage: qxpixlib_bench [REGEX] [--json | --instructions] [--offset BYTES]\n"
+    "  REGEX           run only the kernels whose name and size match, such as 'sblend.* 1920$'\n"
+    "  --json          every figure, for programs\n"
+    "  --instructions  instructions for 16 pixels instead of times\n"
+    "  --offset BYTES  let every line begin so far behind a multiple of 64; 0 unless given\n";
+
+struct Options {
+    bool json = false, instructions = false;
+    std::regex filter{""};
+};
+
+Options options_of(int argc, char** argv) {
+    Options options;
+    for (int i = 1; i < argc; ++i) {
+        const std::string argument = argv[i];
+        if (argument == "--json") {
+            options.json = true;
+        } else if (argument == "--instructions") {
+            options.instructions = true;
+        } else if (argument == "--offset" && i + 1 < argc) {
+            line_offset = size_t(std::atoi(argv[++i])) / sizeof(Argb32) * sizeof(Argb32);
+        } else if (argument[0] == '-') {
+            std::fputs(usage, argument == "--help" ? stdout : stderr);
+            std::exit(argument == "--help" ? 0 : 2);
+        } else {
+            options.filter = argument;
         }
-        benchmark::ClobberMemory();
     }
-    state.counters["pixels"] =
-        benchmark::Counter(double(pixels) * double(state.iterations()), benchmark::Counter::kIsRate);
+    return options;
 }
 
-template <typename RunLine>
-void add(const LineKernel& kernel, const char* contender, const Shape& shape, RunLine run_line) {
-    const std::string name = std::string(kernel.name) + "/" + shape.name + "/" + contender;
-    benchmark::RegisterBenchmark(name.c_str(), [=](benchmark::State& s) { run(s, shape, run_line); });
+Peers installed_peers() {
+    Peers peers;
+#if defined(QX_LIBYUV)
+    add_libyuv(peers);
+#endif
+#if defined(QX_PIXMAN)
+    add_pixman(peers);
+#endif
+#if defined(QX_FFMPEG)
+    add_ffmpeg(peers);
+#endif
+    return peers;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-    for (const LineKernel& kernel : line_kernels) {
-        for (const Shape& shape : shapes) {
-            add(kernel, "plain", shape, kernel.expect);
-            for (const qx::Build& build : machine_builds())
-                add(kernel, build.name, shape, [=](const Arguments& x) { kernel.call(*build.kernels, x); });
+    const Options options = options_of(argc, argv);
+    auto wanted = [&](const std::string& name) { return std::regex_search(name, options.filter); };
+    if (options.instructions) {
+        std::vector<const Case*> cases;
+        for (const Case& kernel : all_cases())
+            if (wanted(kernel.name)) cases.push_back(&kernel);
+        print_instructions(cases);
+        return 0;
+    }
+    const Peers peers = installed_peers();
+    const OtherLoad others;
+    std::vector<Result> results;
+    for (const Shape& shape : shapes) {
+        for (const Case& kernel : all_cases()) {
+            const std::string name = kernel.name + " " + shape.name;
+            if (!wanted(name)) continue;
+            std::fprintf(stderr, "\r%-40s", name.c_str());
+            results.push_back(measure(kernel, shape, peers));
         }
     }
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-    benchmark::RunSpecifiedBenchmarks();
+    std::fprintf(stderr, "\r%-40s\r", "");
+    if (options.json) {
+        print_json(results, others.processors());
+        return 0;
+    }
+    std::printf("%s, lines at offset %zu.\n", processor_name().c_str(), line_offset);
+    for (const Shape& shape : shapes) print_table(shape, results);
+    if (others.processors() > 0.1)
+        std::printf("\nThis machine was busy: other programs took %.0f %% of a processor meanwhile.\n",
+                    others.processors() * 100);
 }
