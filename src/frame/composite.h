@@ -42,21 +42,21 @@ struct TwoStages {
 template <typename MixAlphas, typename MixColours>
 TwoStages(MixAlphas, MixColours) -> TwoStages<MixAlphas, MixColours>;
 
-// Composites the whole blocks at the start of a line and returns how many pixels they have; 0 for a step that
-// gains nothing from blocks.
+// Composites whole blocks from pixel i on and returns the pixel behind them; i for a step that gains nothing
+// from blocks.
 template <typename Step, typename... Arguments>
-QX_INLINE int32_t composite_blocks(const Step&, const Arguments&...) {
-    return 0;
+QX_INLINE int32_t composite_blocks(int32_t i, const Step&, const Arguments&...) {
+    return i;
 }
 
 #if defined(QX_PACKS_BYTES)
 // The alphas of a block are mixed before the colours of the block before it: the first stage is one long
 // chain of operations, which would leave the processor waiting.
 template <typename MixAlphas, typename MixColours, typename Weight, typename... Lines>
-QX_INLINE int32_t composite_blocks(const TwoStages<MixAlphas, MixColours>& step, const Weight& weight,
-                                   Argb32* dst, const Argb32* bg, const Argb32* fg, int32_t count,
+QX_INLINE int32_t composite_blocks(int32_t i, const TwoStages<MixAlphas, MixColours>& step, const Weight& weight,
+                                   Argb32* dst, const Argb32* bg, const Argb32* fg, int32_t end,
                                    Lines... lines) {
-    if (count < kBlockPixels) return 0;
+    if (end - i < kBlockPixels) return i;
     const Shares<U8> shares;
     auto mix = [&](int32_t i) QX_LAMBDA {
         U8 under[kBlock], w[kBlock];
@@ -72,9 +72,8 @@ QX_INLINE int32_t composite_blocks(const TwoStages<MixAlphas, MixColours>& step,
             store(dst + i, with_packed_alpha(px, m.alpha, k));
         }
     };
-    int32_t i = 0;
-    Mix<U8> mixed = mix(0);
-    for (; count - i >= 2 * kBlockPixels; i += kBlockPixels) {
+    Mix<U8> mixed = mix(i);
+    for (; end - i >= 2 * kBlockPixels; i += kBlockPixels) {
         Mix<U8> next = mix(i + kBlockPixels);
         finish(i, mixed);
         mixed = next;
@@ -86,20 +85,27 @@ QX_INLINE int32_t composite_blocks(const TwoStages<MixAlphas, MixColours>& step,
 
 // dst[i] = step(bg[i], fg[i], weight(fg[i], lines[i]...)) for count > 0 pixels, but for the pixel before the
 // last where count % 4 is 2: that one takes the last pixel's foreground, and keeps its own background and
-// lines. Whole vectors and blocks are multiples of four pixels, so that pair always lies in the rest.
+// lines.
 template <typename Step, typename Weight, typename... Lines>
 QX_INLINE void composite(Step step, Weight weight, Argb32* dst, const Argb32* bg, const Argb32* fg,
                          int32_t count, Lines... lines) {
-    int32_t i = composite_blocks(step, weight, dst, bg, fg, count, lines...);
-    for (; count - i >= kPixels; i += kPixels) {
-        U8 over = load(fg + i);
-        store(dst + i, step(load(bg + i), over, weight(over, load(lines + i)...)));
-    }
-    if (int32_t rest = count - i) {
-        U8 over = load_n(fg + i, rest);
-        if (rest % 4 == 2) over = repeat_last(over, rest);
-        store_n(dst + i, step(load_n(bg + i, rest), over, weight(over, load_n(lines + i, rest)...)), rest);
-    }
+    const bool pair = count % 4 == 2;
+    int32_t head = unaligned_pixels(dst, count);
+    if (pair && (count - head) % kPixels < 2) head = 0;  // the pair has to lie in the rest
+    walk<kPixels>(
+        count, head,
+        [=](int32_t i, int32_t end) QX_LAMBDA {
+            i = composite_blocks(i, step, weight, dst, bg, fg, end, lines...);
+            for (ptrdiff_t k = i; k < end; k += kPixels) {
+                U8 over = load(fg + k);
+                store(dst + k, step(load(bg + k), over, weight(over, load(lines + k)...)));
+            }
+        },
+        [=](int32_t i, int32_t n) QX_LAMBDA {
+            U8 over = load_n(fg + i, n);
+            if (pair && i + n == count) over = repeat_last(over, n);
+            store_n(dst + i, step(load_n(bg + i, n), over, weight(over, load_n(lines + i, n)...)), n);
+        });
 }
 
 // The five kernels of a family.

@@ -7,25 +7,52 @@
 
 namespace qx::QX_ISA {
 
+// The pixels of a long line that come before its first aligned vector of dst. They are done apart, because a
+// store across two cache lines costs as much as several; a short line would lose more than it gains.
+QX_INLINE int32_t unaligned_pixels(const Argb32* dst, int32_t count) {
+    if (kPixels <= 4 || count < 16 * kPixels) return 0;
+    return static_cast<int32_t>(-(reinterpret_cast<uintptr_t>(dst) / sizeof(Argb32)) % kPixels);
+}
+
+// Walks through count > 0 pixels: `head` of them first, then whole steps, then the rest. part(i, n) does n
+// pixels from i on, fewer than a step; bulk(i, end) does whole steps.
+template <int kStep, typename Bulk, typename Part>
+QX_INLINE void walk(int32_t count, int32_t head, Bulk bulk, Part part) {
+    for (int32_t i = 0, n = head;; n = count - i) {
+        if (n > 0) part(i, n);
+        i += n;
+        const int32_t end = count - (count - i) % kStep;
+        if (i < end) bulk(i, end);
+        if (end == count) return;
+        i = end;
+    }
+}
+
 // dst[i] = formula(inputs[i]...) for count > 0 pixels. A vector is read whole before it is written, so dst
 // may be the same line as any input.
 template <typename Formula, typename... Inputs>
 QX_INLINE void map(Argb32* dst, int32_t count, Formula formula, Inputs... inputs) {
-    int32_t i = 0;
-    for (; count - i >= kPixels; i += kPixels) store(dst + i, formula(load(inputs + i)...));
-    if (int32_t rest = count - i) store_n(dst + i, formula(load_n(inputs + i, rest)...), rest);
+    walk<kPixels>(
+        count, unaligned_pixels(dst, count),
+        [=](int32_t i, int32_t end) QX_LAMBDA {
+            for (ptrdiff_t k = i; k < end; k += kPixels) store(dst + k, formula(load(inputs + k)...));
+        },
+        [=](int32_t i, int32_t n) QX_LAMBDA { store_n(dst + i, formula(load_n(inputs + i, n)...), n); });
 }
 
 // The same two vectors at a time, for a formula from a Pair to a Pair.
 template <typename Formula>
 QX_INLINE void map_pairs(Argb32* dst, int32_t count, Formula formula, const Argb32* src) {
-    int32_t i = 0;
-    for (; count - i >= 2 * kPixels; i += 2 * kPixels) {
-        Pair px = formula({load(src + i), load(src + i + kPixels)});
-        store(dst + i, px.first);
-        store(dst + i + kPixels, px.second);
-    }
-    if (int32_t rest = count - i) store_up_to(dst + i, formula(load_up_to(src + i, rest)), rest);
+    walk<2 * kPixels>(
+        count, unaligned_pixels(dst, count),
+        [=](int32_t i, int32_t end) QX_LAMBDA {
+            for (ptrdiff_t k = i; k < end; k += 2 * kPixels) {
+                Pair px = formula({load(src + k), load(src + k + kPixels)});
+                store(dst + k, px.first);
+                store(dst + k + kPixels, px.second);
+            }
+        },
+        [=](int32_t i, int32_t n) QX_LAMBDA { store_up_to(dst + i, formula(load_up_to(src + i, n)), n); });
 }
 
 // Two pixels for every one: dst[2 * i] = between(src[i - 1], src[i]) and dst[2 * i + 1] = src[i], where the

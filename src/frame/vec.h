@@ -65,9 +65,8 @@ QX_INLINE I16 mul_hi(I16 a, I16 b) { return I16(QX_OP(mulhi_epi16)(Bits(a), Bits
 // In each pixel, the sum of the products of the lower and of the upper 16-bit lanes.
 QX_INLINE I32 mul_add_pairs(I16 a, I16 b) { return I32(QX_OP(madd_epi16)(Bits(a), Bits(b))); }
 
-// (a + b) / 2 of every byte, truncated: the processor's average rounds up, which of the
-// complements is down.
-QX_INLINE U8 average(U8 a, U8 b) { return ~U8(QX_OP(avg_epu8)(Bits(~a), Bits(~b))); }
+// (a + b) / 2 of every byte, truncated: the processor's average rounds up, which an odd sum undoes.
+QX_INLINE U8 average(U8 a, U8 b) { return U8(QX_OP(avg_epu8)(Bits(a), Bits(b))) - ((a ^ b) & 1); }
 
 QX_INLINE U8 add_saturated(U8 a, U8 b) { return U8(QX_OP(adds_epu8)(Bits(a), Bits(b))); }
 
@@ -207,16 +206,19 @@ QX_INLINE U8 preceding(U8 before, U8 px) {
 // The first pixel in every place.
 QX_INLINE U8 repeat_pixel(U8 px) { return U8(U32{} + U32(px)[0]); }
 
-// The pixel at n - 1 also in the place of the one at n - 2, where n % 4 is 2.
-QX_INLINE U8 repeat_last(U8 px, [[maybe_unused]] int n) {
+// The pixel at n - 1 also in the place of the one at n - 2, for n >= 2.
+QX_INLINE U8 repeat_last(U8 px, int n) {
 #if defined(__AVX512VBMI__)
-    return U8(
-        _mm512_mask_shuffle_epi32(Bits(px), static_cast<__mmask16>(1u << (n - 2)), Bits(px), _MM_PERM_DDBB));
-#elif defined(__AVX2__)
-    Bits last = _mm256_shuffle_epi32(Bits(px), _MM_SHUFFLE(3, 3, 1, 1));
-    return U8(n == 6 ? _mm256_blend_epi32(Bits(px), last, 0xF0) : last);
+    return U8(_mm512_mask_alignr_epi32(Bits(px), static_cast<__mmask16>(1u << (n - 2)), Bits(px), Bits(px), 1));
 #else
-    return U8(_mm_shuffle_epi32(Bits(px), _MM_SHUFFLE(3, 3, 1, 1)));
+    static constexpr auto lane = constant<int32_t>([](int i) { return i; });
+    U8 place = U8(lane.vector() == n - 2);
+#if defined(__AVX2__)
+    Bits next = _mm256_permutevar8x32_epi32(Bits(px), Bits(lane.vector() + 1));
+#else
+    Bits next = _mm_shuffle_epi32(Bits(px), _MM_SHUFFLE(0, 3, 2, 1));
+#endif
+    return (px & ~place) | (U8(next) & place);
 #endif
 }
 

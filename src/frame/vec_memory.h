@@ -129,7 +129,7 @@ struct MappedMask {
     QX_INLINE_MEMBER U16 load() const { return load_n(kPixels); }
 #endif
 };
-QX_INLINE MappedMask operator+(MappedMask line, int32_t i) {
+QX_INLINE MappedMask operator+(MappedMask line, ptrdiff_t i) {
     line.mask += i;
     return line;
 }
