@@ -3,12 +3,14 @@
 
 namespace qx::QX_ISA {
 
-// Alpha is the high byte of its lane, and alpha * mask / 256 comes out as a plain number there.
+// The high half of alpha x256 times mask x256 is alpha * mask, with the quotient by 256 in its high byte.
 void mask(Argb32* dst, const Argb32* src, const uint8_t* mask, int32_t count) {
     map(
         dst, count,
-        [](U8 px, U16 mask_x256) { return with_alpha_of(px, U8(mul_hi(mask_x256, U16(px) >> 8) << 8)); }, src,
-        mask);
+        [](U8 px, U16 mask_x256) {
+            return with_alpha_of(px, U8(mul_hi(mask_x256, U16(px & splat(kAlphaByte)))));
+        },
+        src, mask);
 }
 
 }  // namespace qx::QX_ISA

@@ -1,5 +1,5 @@
 // Arithmetic on alphas by themselves, in two forms: spread, a U16 with the alpha of each pixel of one vector
-// in both of its lanes; and packed, a U8 with the alphas of a whole block, where a build packs bytes.
+// in both of its lanes; and Packed, where a build packs bytes, with the alphas of a whole block.
 #pragma once
 
 #include "frame/pixel.h"
@@ -8,34 +8,51 @@
 
 namespace qx::QX_ISA {
 
-// a * b / 256, truncated.
-QX_INLINE U16 scale_alphas(U16 a, U16 b) { return a * b >> 8; }
+// a * b / 256, truncated. Spread, one factor is x256 and the other a plain number; packed there is no such
+// difference, but for a uniform factor of 0 to 256, which is a plain number in 16-bit lanes.
+#if defined(QX_PACKS_BYTES)
+QX_INLINE Packed mul_hi(Packed a, Packed b) {
+    U16 x = U16(a.bytes), y = U16(b.bytes);
+    return {join_upper_bytes((x & 0x00FF) * (y & 0x00FF), mul_hi(x & 0xFF00, y & 0xFF00))};
+}
+QX_INLINE Packed mul_hi(Packed a, U16 factor) { return {merge(scale(a.bytes, factor))}; }
+#endif
 
-// (65535 / whole) * part / 256, truncated twice, for part <= whole; 0 where both are 0. The reciprocal times
-// part is at most 65535 and the result at most 255.
+// The alphas of pixels, which may be packed already.
+QX_INLINE U16 alphas_of(U8 px) { return spread_alpha(px); }
+QX_INLINE U16 alphas_x256_of(U8 px) { return spread_alpha_x256(px); }
+#if defined(QX_PACKS_BYTES)
+QX_INLINE Packed alphas_of(Packed alphas) { return alphas; }
+QX_INLINE Packed alphas_x256_of(Packed alphas) { return alphas; }
+#endif
+
+// How a layer of some weight lies over alphas: the alpha of both, and the layer's share of the colours.
 template <typename Alphas>
-struct Shares;
+struct Cover {
+    Alphas alpha, share;
+};
 
-template <>
-struct Shares<U16> {
-    QX_INLINE_MEMBER U16 operator()(U16 part, U16 whole) const {
-        U16 quotient = U16(reciprocal(U32(whole) & 0x0000FFFF));
-        return spread_byte<1>(U8(quotient * part));
+// alpha = weight + under * (255 - weight) / 256, and share = (65535 / alpha) * weight / 256, each quotient
+// truncated; share is 0 where alpha is. weight is at most alpha, so that the reciprocal times weight is at
+// most 65535 and share at most 255.
+struct SpreadCover {
+    QX_INLINE_MEMBER Cover<U16> operator()(U16 under, U16 weight) const {
+        U16 alpha = weight + (under * (255 - weight) >> 8);
+        U16 quotient = U16(reciprocal(U32(alpha) & 0x0000FFFF));
+        return {alpha, spread_byte<1>(U8(quotient * weight))};
     }
 };
 
 #if defined(QX_PACKS_BYTES)
-QX_INLINE U8 scale_alphas(U8 a, U8 b) { return merge(scale(a, split(b).even, split(b).odd)); }
-
-template <>
-struct Shares<U8> {
+struct PackedCover {
     ByteTable low = byte_table<0>(ReciprocalTable), high = byte_table<1>(ReciprocalTable);
 
-    QX_INLINE_MEMBER U8 operator()(U8 part, U8 whole) const {
-        U8 low_bytes = low[whole], high_bytes = high[whole];
-        U16 even = (U16(low_bytes) & 0x00FF) | U16(high_bytes) << 8;
-        U16 odd = U16(low_bytes) >> 8 | (U16(high_bytes) & 0xFF00);
-        return merge({even * split(part).even >> 8, odd * split(part).odd});
+    QX_INLINE_MEMBER Cover<Packed> operator()(Packed under, Packed weight) const {
+        U8 alpha = weight.bytes + mul_hi(under, Packed{255 - weight.bytes}).bytes;
+        U8 low_bytes = low[alpha], high_bytes = high[alpha];
+        U16 even = join_bytes<0>(low_bytes, high_bytes), odd = join_bytes<1>(low_bytes, high_bytes);
+        ByteLanes weights = split(weight.bytes);
+        return {{alpha}, {join_upper_bytes(even * weights.even, odd * weights.odd)}};
     }
 };
 #endif

@@ -8,39 +8,32 @@
 namespace qx::QX_ISA {
 
 // A weight takes foreground pixels, and the vectors of the variant's further lines, to the foreground's
-// weight in 1/256, a plain number in every 16-bit lane. Every product is floored on its own; opacity is 0 to
-// 256, so that a weight is at most alpha.
-constexpr auto plain_weight = [](U8 fg) QX_LAMBDA { return spread_alpha(fg); };
-constexpr auto mask_weight = [](U8 fg, U16 mask_x256)
-                                 QX_LAMBDA { return mul_hi(mask_x256, spread_alpha(fg)); };
+// weight in 1/256: spread pixels to a spread weight and, for blocks, packed alphas and bytes to a packed one.
+// Every product is floored on its own; opacity is 0 to 256, so that a weight is at most alpha.
+constexpr auto plain_weight = [](auto fg) QX_LAMBDA { return alphas_of(fg); };
+constexpr auto mask_weight = [](auto fg, auto mask) QX_LAMBDA { return mul_hi(mask, alphas_of(fg)); };
 
 QX_INLINE auto opacity_weight(uint32_t opacity) {
-    return [faded = splat_16(opacity)](U8 fg) QX_LAMBDA { return mul_hi(spread_alpha_x256(fg), faded); };
+    return [faded = splat_16(opacity)](auto fg) QX_LAMBDA { return mul_hi(alphas_x256_of(fg), faded); };
 }
 // The mask is faded first, the alpha after.
 QX_INLINE auto mask_opacity_weight(uint32_t opacity) {
-    return [faded = splat_16(opacity)](U8 fg, U16 mask_x256)
-               QX_LAMBDA { return mul_hi(spread_alpha_x256(fg), mul_hi(mask_x256, faded)); };
+    return [faded = splat_16(opacity)](auto fg, auto mask)
+               QX_LAMBDA { return mul_hi(alphas_x256_of(fg), mul_hi(mask, faded)); };
 }
 
-// A step in two stages: mix(bg alpha, weight, Shares) works on alphas alone and gives the result's alpha and
-// the foreground's share of the colours; colours(bg, fg, share) does the rest.
-template <typename Alphas>
-struct Mix {
-    Alphas alpha, share;
-};
-template <typename MixAlphas, typename MixColours>
-struct TwoStages {
-    MixAlphas mix;
-    MixColours colours;
+// A step in two stages: alphas by themselves, as a Cover, then colours(bg, fg, share).
+template <typename Colours>
+struct CoverThen {
+    Colours colours;
 
     QX_INLINE_MEMBER U8 operator()(U8 bg, U8 fg, U16 w) const {
-        Mix<U16> m = mix(spread_alpha(bg), w, Shares<U16>{});
-        return with_alpha_of(colours(bg, fg, m.share), U8(U32(m.alpha) << 24));
+        Cover<U16> cover = SpreadCover{}(spread_alpha(bg), w);
+        return with_alpha_of(colours(bg, fg, cover.share), U8(U32(cover.alpha) << 24));
     }
 };
-template <typename MixAlphas, typename MixColours>
-TwoStages(MixAlphas, MixColours) -> TwoStages<MixAlphas, MixColours>;
+template <typename Colours>
+CoverThen(Colours) -> CoverThen<Colours>;
 
 // Composites whole blocks from pixel i on and returns the pixel behind them; i for a step that gains nothing
 // from blocks.
@@ -50,35 +43,35 @@ QX_INLINE int32_t composite_blocks(int32_t i, const Step&, const Arguments&...) 
 }
 
 #if defined(QX_PACKS_BYTES)
-// The alphas of a block are mixed before the colours of the block before it: the first stage is one long
+// The alphas of a block are worked out before the colours of the block before it: the first stage is one long
 // chain of operations, which would leave the processor waiting.
-template <typename MixAlphas, typename MixColours, typename Weight, typename... Lines>
-QX_INLINE int32_t composite_blocks(int32_t i, const TwoStages<MixAlphas, MixColours>& step, const Weight& weight,
-                                   Argb32* dst, const Argb32* bg, const Argb32* fg, int32_t end,
-                                   Lines... lines) {
+template <typename Colours, typename Weight, typename... Lines>
+QX_INLINE int32_t composite_blocks(int32_t i, const CoverThen<Colours>& step, const Weight& weight, Argb32* dst,
+                                   const Argb32* bg, const Argb32* fg, int32_t end, Lines... lines) {
     if (end - i < kBlockPixels) return i;
-    const Shares<U8> shares;
-    auto mix = [&](int32_t i) QX_LAMBDA {
-        U8 under[kBlock], w[kBlock];
-        for (int k = 0; k < kBlock; ++k, i += kPixels) {
-            under[k] = load(bg + i);
-            w[k] = U8(weight(load(fg + i), load(lines + i)...));
+    const PackedCover cover;
+    auto first_stage = [&](int32_t i) QX_LAMBDA {
+        U8 under[kBlock], over[kBlock];
+        for (int k = 0; k < kBlock; ++k) {
+            under[k] = load(bg + i + k * kPixels);
+            over[k] = load(fg + i + k * kPixels);
         }
-        return step.mix(pack_bytes<3>(under), pack_bytes<0>(w), shares);
+        Packed w = weight(pack_bytes<3>(over), load_packed(lines + i)...);
+        return cover(pack_bytes<3>(under), w);
     };
-    auto finish = [&](int32_t i, Mix<U8> m) QX_LAMBDA {
+    auto second_stage = [&](int32_t i, Cover<Packed> covered) QX_LAMBDA {
         for (int k = 0; k < kBlock; ++k, i += kPixels) {
-            U8 px = step.colours(load(bg + i), load(fg + i), unpack_bytes(m.share, k));
-            store(dst + i, with_packed_alpha(px, m.alpha, k));
+            U8 px = step.colours(load(bg + i), load(fg + i), unpack_bytes(covered.share, k));
+            store(dst + i, with_packed_alpha(px, covered.alpha, k));
         }
     };
-    Mix<U8> mixed = mix(i);
+    Cover<Packed> covered = first_stage(i);
     for (; end - i >= 2 * kBlockPixels; i += kBlockPixels) {
-        Mix<U8> next = mix(i + kBlockPixels);
-        finish(i, mixed);
-        mixed = next;
+        Cover<Packed> next = first_stage(i + kBlockPixels);
+        second_stage(i, covered);
+        covered = next;
     }
-    finish(i, mixed);
+    second_stage(i, covered);
     return i + kBlockPixels;
 }
 #endif

@@ -21,7 +21,7 @@ QX_INLINE void walk(int32_t count, int32_t head, Bulk bulk, Part part) {
     for (int32_t i = 0, n = head;; n = count - i) {
         if (n > 0) part(i, n);
         i += n;
-        const int32_t end = count - (count - i) % kStep;
+        const int32_t end = i + ((count - i) & -kStep);
         if (i < end) bulk(i, end);
         if (end == count) return;
         i = end;

@@ -11,7 +11,7 @@ QX_INLINE U8 opaque(U8 px) { return px | splat(kAlphaByte); }
 
 // The colour of one pixel with the alpha of another.
 QX_INLINE U8 with_alpha_of(U8 px, U8 alpha) {
-    return (px & splat(~kAlphaByte)) | (alpha & splat(kAlphaByte));
+    return select(splat(kAlphaByte), alpha, px);
 }
 
 QX_INLINE U16 spread_alpha(U8 px) { return spread_byte<3>(px); }
@@ -25,7 +25,7 @@ struct ByteLanes {
 };
 
 QX_INLINE ByteLanes split(U8 px) { return {U16(px) & 0x00FF, U16(px) >> 8}; }
-QX_INLINE U8 merge(ByteLanes results) { return U8(results.even | (results.odd & 0xFF00)); }
+QX_INLINE U8 merge(ByteLanes results) { return select_over_zeros(U8(splat_16(0xFF00)), U8(results.odd), U8(results.even)); }
 
 // Every byte times weight / 256, truncated, weight 0 to 256. The even bytes are multiplied as x256, so that
 // the result is the high half of the product; for the odd ones it is the high byte of the low half. The
@@ -35,9 +35,10 @@ QX_INLINE ByteLanes scale(U8 px, U16 weight_even, U16 weight_odd) {
 }
 QX_INLINE ByteLanes scale(U8 px, U16 weight) { return scale(px, weight, weight); }
 
-// Every byte times weight / 65536, truncated, weight 0 to 65535.
-QX_INLINE ByteLanes scale_64k(U8 px, U16 weight) {
-    return {mul_hi(U16(px) & 0x00FF, weight), mul_hi(U16(px) & 0xFF00, weight)};
+// Every byte times weight / 65536, truncated, weight 0 to 65535: of the even bytes of one vector and the odd
+// ones of another.
+QX_INLINE ByteLanes scale_64k(U8 even, U8 odd, U16 weight) {
+    return {mul_hi(U16(even) & 0x00FF, weight), mul_hi(U16(odd) & 0xFF00, weight)};
 }
 
 // Sums of two results, saturated or known to stay below 256. The odd ones are added as bytes, so that nothing

@@ -12,13 +12,18 @@ namespace qx::QX_ISA {
 constexpr int kBlock = 4;
 constexpr int kBlockPixels = kBlock * kPixels;
 
+// One byte of every pixel of a block.
+struct Packed {
+    U8 bytes;
+};
+
 // Byte `from` of every pixel of a block, in pixel order.
 template <int from>
-QX_INLINE U8 pack_bytes(const U8 (&px)[kBlock]) {
+QX_INLINE Packed pack_bytes(const U8 (&px)[kBlock]) {
     static constexpr auto index = constant<uint8_t>([](int i) { return 4 * i + from; });
     Bits low = _mm512_permutex2var_epi8(Bits(px[0]), index.bits(), Bits(px[1]));
     Bits high = _mm512_permutex2var_epi8(Bits(px[2]), index.bits(), Bits(px[3]));
-    return U8(_mm512_inserti64x4(low, _mm512_castsi512_si256(high), 1));
+    return {U8(_mm512_inserti64x4(low, _mm512_castsi512_si256(high), 1))};
 }
 
 // The packed bytes of vector k of the block, in all four bytes of their pixels.
@@ -26,11 +31,20 @@ QX_INLINE Bits unpack_index(int k) {
     static constexpr auto index = constant<uint8_t>([](int i) { return i / 4; });
     return Bits(index.vector() + uint8_t(k * kPixels));
 }
-QX_INLINE U16 unpack_bytes(U8 packed, int k) {
-    return U16(_mm512_maskz_permutexvar_epi8(0x5555555555555555, unpack_index(k), Bits(packed)));
+QX_INLINE U16 unpack_bytes(Packed packed, int k) {
+    return U16(_mm512_maskz_permutexvar_epi8(0x5555555555555555, unpack_index(k), Bits(packed.bytes)));
 }
-QX_INLINE U8 with_packed_alpha(U8 px, U8 packed, int k) {
-    return U8(_mm512_mask_permutexvar_epi8(Bits(px), 0x8888888888888888, unpack_index(k), Bits(packed)));
+QX_INLINE U8 with_packed_alpha(U8 px, Packed packed, int k) {
+    return U8(
+        _mm512_mask_permutexvar_epi8(Bits(px), 0x8888888888888888, unpack_index(k), Bits(packed.bytes)));
+}
+
+// The even (half = 0) or the odd bytes (half = 1) of two vectors in the lower and the upper bytes of 16-bit lanes.
+template <int half>
+QX_INLINE U16 join_bytes(U8 lower, U8 upper) {
+    static constexpr auto index =
+        constant<uint8_t>([](int i) { return (i % 2 == 0 ? 0 : kBytes) + i / 2 * 2 + half; });
+    return U16(_mm512_permutex2var_epi8(Bits(lower), index.bits(), Bits(upper)));
 }
 
 // 256 bytes in registers, looked up kBytes at a time.

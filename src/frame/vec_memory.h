@@ -10,7 +10,11 @@ namespace qx::QX_ISA {
 
 typedef uint8_t U8Anywhere __attribute__((vector_size(kBytes), aligned(1), may_alias));
 
-QX_INLINE U8 load(const Argb32* p) { return *reinterpret_cast<const U8Anywhere*>(p); }
+QX_INLINE U8 load(const Argb32* p) {
+    U8 px = *reinterpret_cast<const U8Anywhere*>(p);
+    asm("" : "+v"(px));  // or g++ loads again for every use
+    return px;
+}
 QX_INLINE void store(Argb32* p, U8 px) { *reinterpret_cast<U8Anywhere*>(p) = px; }
 
 // The first n pixels, 0 < n < kPixels; load_n leaves zeros behind them. Lane masks where a masked access is
@@ -135,5 +139,11 @@ QX_INLINE MappedMask operator+(MappedMask line, ptrdiff_t i) {
 }
 QX_INLINE U16 load(const MappedMask& line) { return line.load(); }
 QX_INLINE U16 load_n(const MappedMask& line, int n) { return line.load_n(n); }
+
+#if defined(QX_PACKS_BYTES)
+// The bytes of a block of pixels.
+QX_INLINE Packed load_packed(const uint8_t* mask) { return {U8(_mm512_loadu_si512(mask))}; }
+QX_INLINE Packed load_packed(const MappedMask& line) { return {line.table[load_packed(line.mask).bytes]}; }
+#endif
 
 }  // namespace qx::QX_ISA

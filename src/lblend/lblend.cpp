@@ -5,8 +5,8 @@ namespace qx::QX_ISA {
 // A linear mix of the colours, each term floored on its own; alpha is added and saturated. Alpha is the odd
 // byte of its lane and keeps a background weight of 256 there.
 constexpr auto step = [](U8 bg, U8 fg, U16 w) {
-    U16 w_colour = U16(U32(w) & 0x0000FFFF);
-    return add_saturated(scale(bg, 256 - w, 256 - w_colour), scale(fg, w));
+    U16 rest = 256 - w, rest_odd = U16((U32(rest) & 0x0000FFFF) | 256 << 16);
+    return add_saturated(scale(bg, rest, rest_odd), scale(fg, w));
 };
 
 QX_COMPOSITE_FAMILY(lblend, step)
