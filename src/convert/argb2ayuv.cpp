@@ -3,9 +3,9 @@
 
 namespace qx::QX_ISA {
 
-// BT.601, studio range, matrix times 8192. A byte times -128, times a coefficient's opposite, has the product / 512 in
-// its high half, floored; three of them / 16 are the sum of products / 8192, but for the truncations, which
-// must stay. The results lie within 16 to 240: there is nothing to clamp.
+// BT.601, studio range, matrix times 8192. A byte times -128, times a coefficient's opposite, has the product
+// / 512 in its high half, floored; three of them / 16 are the sum of products / 8192, but for the
+// truncations, which must stay. The results lie within 16 to 240: there is nothing to clamp.
 void argb2ayuv(Ayuv32* dst, const Argb32* src, int32_t count) {
     auto formula = [](Pair px) QX_LAMBDA {
         auto [b, g, r] = planes_x_minus_128(px);

@@ -35,46 +35,71 @@ struct CoverThen {
 template <typename Colours>
 CoverThen(Colours) -> CoverThen<Colours>;
 
-// Composites whole blocks from pixel i on and returns the pixel behind them; i for a step that gains nothing
-// from blocks.
-template <typename Step, typename... Arguments>
-QX_INLINE int32_t composite_blocks(int32_t i, const Step&, const Arguments&...) {
-    return i;
-}
+template <typename Step>
+constexpr bool kCovers = false;
+template <typename Colours>
+constexpr bool kCovers<CoverThen<Colours>> = true;
+template <typename Line>
+constexpr bool kMapped = false;
+template <>
+constexpr bool kMapped<MappedMask> = true;
 
 #if defined(QX_PACKS_BYTES)
-// The alphas of a block are worked out before the colours of the block before it: the first stage is one long
-// chain of operations, which would leave the processor waiting.
-template <typename Colours, typename Weight, typename... Lines>
-QX_INLINE int32_t composite_blocks(int32_t i, const CoverThen<Colours>& step, const Weight& weight, Argb32* dst,
-                                   const Argb32* bg, const Argb32* fg, int32_t end, Lines... lines) {
-    if (end - i < kBlockPixels) return i;
-    const PackedCover cover;
-    auto first_stage = [&](int32_t i) QX_LAMBDA {
-        U8 under[kBlock], over[kBlock];
-        for (int k = 0; k < kBlock; ++k) {
-            under[k] = load(bg + i + k * kPixels);
-            over[k] = load(fg + i + k * kPixels);
-        }
-        Packed w = weight(pack_bytes<3>(over), load_packed(lines + i)...);
-        return cover(pack_bytes<3>(under), w);
-    };
-    auto second_stage = [&](int32_t i, Cover<Packed> covered) QX_LAMBDA {
-        for (int k = 0; k < kBlock; ++k, i += kPixels) {
-            U8 px = step.colours(load(bg + i), load(fg + i), unpack_bytes(covered.share, k));
-            store(dst + i, with_packed_alpha(px, covered.alpha, k));
-        }
-    };
-    Cover<Packed> covered = first_stage(i);
+// Whole blocks from pixel i on: finish(i, begin(i)), each block begun before the one before it is finished.
+// What is begun is one long chain of operations, which would leave the processor waiting. Returns the pixel
+// behind the blocks.
+template <typename Begin, typename Finish>
+QX_INLINE int32_t walk_blocks(int32_t i, int32_t end, Begin begin, Finish finish) {
+    auto begun = begin(i);
     for (; end - i >= 2 * kBlockPixels; i += kBlockPixels) {
-        Cover<Packed> next = first_stage(i + kBlockPixels);
-        second_stage(i, covered);
-        covered = next;
+        auto next = begin(i + kBlockPixels);
+        finish(i, begun);
+        begun = next;
     }
-    second_stage(i, covered);
+    finish(i, begun);
     return i + kBlockPixels;
 }
+
+// The alphas of a block.
+QX_INLINE Packed load_alphas(const Argb32* line) {
+    U8 px[kBlock];
+    for (int k = 0; k < kBlock; ++k) px[k] = load(line + k * kPixels);
+    return pack_bytes<3>(px);
+}
 #endif
+
+// Composites what is better done in blocks, from pixel i on, and returns the pixel behind: covers, and
+// weights that a table takes part in.
+template <typename Step, typename Weight, typename... Lines>
+QX_INLINE int32_t composite_blocks(int32_t i, [[maybe_unused]] const Step& step,
+                                   [[maybe_unused]] const Weight& weight, [[maybe_unused]] Argb32* dst,
+                                   [[maybe_unused]] const Argb32* bg, [[maybe_unused]] const Argb32* fg,
+                                   [[maybe_unused]] int32_t end, [[maybe_unused]] Lines... lines) {
+#if defined(QX_PACKS_BYTES)
+    if constexpr (kCovers<Step> || (kMapped<Lines> || ...)) {
+        if (end - i < kBlockPixels) return i;
+        auto packed_weight = [=](int32_t i)
+                                 QX_LAMBDA { return weight(load_alphas(fg + i), load_packed(lines + i)...); };
+        if constexpr (kCovers<Step>) {
+            const PackedCover cover;
+            return walk_blocks(
+                i, end, [&](int32_t i) QX_LAMBDA { return cover(load_alphas(bg + i), packed_weight(i)); },
+                [&](int32_t i, Cover<Packed> covered) QX_LAMBDA {
+                    for (int k = 0; k < kBlock; ++k, i += kPixels) {
+                        U8 px = step.colours(load(bg + i), load(fg + i), unpack_bytes(covered.share, k));
+                        store(dst + i, with_packed_alpha(px, covered.alpha, k));
+                    }
+                });
+        } else {
+            return walk_blocks(i, end, packed_weight, [&](int32_t i, Packed w) QX_LAMBDA {
+                for (int k = 0; k < kBlock; ++k, i += kPixels)
+                    store(dst + i, step(load(bg + i), load(fg + i), unpack_bytes(w, k)));
+            });
+        }
+    }
+#endif
+    return i;
+}
 
 // dst[i] = step(bg[i], fg[i], weight(fg[i], lines[i]...)) for count > 0 pixels, but for the pixel before the
 // last where count % 4 is 2: that one takes the last pixel's foreground, and keeps its own background and
@@ -101,6 +126,19 @@ QX_INLINE void composite(Step step, Weight weight, Argb32* dst, const Argb32* bg
         });
 }
 
+// The same with the mask seen through a table and faded. A table in registers is faded once.
+template <typename Step>
+QX_INLINE void composite_mapped(Step step, Argb32* dst, const Argb32* bg, const Argb32* fg, int32_t count,
+                                const uint8_t* mask, const uint8_t* lut, uint32_t opacity) {
+#if defined(QX_PACKS_BYTES)
+    ByteTable faded = byte_table(lut);
+    for (Bits& part : faded.part) part = Bits(mul_hi(Packed{U8(part)}, splat_16(opacity)).bytes);
+    composite(step, mask_weight, dst, bg, fg, count, MappedMask{mask, faded});
+#else
+    composite(step, mask_opacity_weight(opacity), dst, bg, fg, count, MappedMask{mask, lut});
+#endif
+}
+
 // The five kernels of a family.
 #define QX_COMPOSITE_FAMILY(family, step)                                                                  \
     void family(Argb32* dst, const Argb32* bg, const Argb32* fg, int32_t count) {                          \
@@ -118,8 +156,7 @@ QX_INLINE void composite(Step step, Weight weight, Argb32* dst, const Argb32* bg
     }                                                                                                      \
     void family##_mlt(Argb32* dst, const Argb32* bg, const Argb32* fg, int32_t count, const uint8_t* mask, \
                       const uint8_t* lut, uint32_t opacity) {                                              \
-        composite(step, mask_opacity_weight(opacity), dst, bg, fg, count,                                  \
-                  MappedMask{mask, byte_table(lut)});                                                      \
+        composite_mapped(step, dst, bg, fg, count, mask, lut, opacity);                                    \
     }
 
 }  // namespace qx::QX_ISA

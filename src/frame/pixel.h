@@ -10,9 +10,7 @@ constexpr Argb32 kAlphaByte = 0xFF000000;
 QX_INLINE U8 opaque(U8 px) { return px | splat(kAlphaByte); }
 
 // The colour of one pixel with the alpha of another.
-QX_INLINE U8 with_alpha_of(U8 px, U8 alpha) {
-    return select(splat(kAlphaByte), alpha, px);
-}
+QX_INLINE U8 with_alpha_of(U8 px, U8 alpha) { return select(splat(kAlphaByte), alpha, px); }
 
 QX_INLINE U16 spread_alpha(U8 px) { return spread_byte<3>(px); }
 QX_INLINE U16 spread_alpha_x256(U8 px) { return spread_byte_x256<3>(px); }
@@ -25,7 +23,9 @@ struct ByteLanes {
 };
 
 QX_INLINE ByteLanes split(U8 px) { return {U16(px) & 0x00FF, U16(px) >> 8}; }
-QX_INLINE U8 merge(ByteLanes results) { return select_over_zeros(U8(splat_16(0xFF00)), U8(results.odd), U8(results.even)); }
+QX_INLINE U8 merge(ByteLanes results) {
+    return select_over_zeros(U8(splat_16(0xFF00)), U8(results.odd), U8(results.even));
+}
 
 // Every byte times weight / 256, truncated, weight 0 to 256. The even bytes are multiplied as x256, so that
 // the result is the high half of the product; for the odd ones it is the high byte of the low half. The

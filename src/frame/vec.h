@@ -169,7 +169,8 @@ QX_INLINE I16 widen_bytes(U8 px) {
 // The upper bytes of the 16-bit lanes of two vectors in their lower and in their upper bytes.
 QX_INLINE U8 join_upper_bytes(U16 lower, U16 upper) {
 #if defined(__AVX512VBMI__)
-    static constexpr auto index = constant<uint8_t>([](int i) { return (i % 2 == 0 ? 0 : kBytes) + (i | 1); });
+    static constexpr auto index =
+        constant<uint8_t>([](int i) { return (i % 2 == 0 ? 0 : kBytes) + (i | 1); });
     return U8(_mm512_permutex2var_epi8(Bits(lower), index.bits(), Bits(upper)));
 #else
     return select_over_zeros(U8(U16{} + 0xFF00), U8(upper), U8(lower >> 8));
@@ -234,7 +235,8 @@ QX_INLINE Pair weave_sixteenths(I16 byte_0, I16 byte_1, I16 byte_2, Pair px) {
 // The upper 16-bit lanes of the pixels of two vectors in the lower and the upper lanes of one.
 QX_INLINE U16 join_upper(U32 lower, U32 upper) {
 #if defined(__AVX512VBMI__)
-    static constexpr auto index = constant<uint16_t>([](int i) { return (i % 2 == 0 ? 0 : kBytes / 2) + (i | 1); });
+    static constexpr auto index =
+        constant<uint16_t>([](int i) { return (i % 2 == 0 ? 0 : kBytes / 2) + (i | 1); });
     return U16(_mm512_permutex2var_epi16(Bits(lower), index.bits(), Bits(upper)));
 #elif defined(__AVX2__)
     return U16(_mm256_blend_epi16(Bits(lower >> 16), Bits(upper), 0xAA));
@@ -300,7 +302,8 @@ QX_INLINE U8 repeat_pixel(U8 px) { return U8(U32{} + U32(px)[0]); }
 // The pixel at n - 1 also in the place of the one at n - 2, for n >= 2.
 QX_INLINE U8 repeat_last(U8 px, int n) {
 #if defined(__AVX512VBMI__)
-    return U8(_mm512_mask_alignr_epi32(Bits(px), static_cast<__mmask16>(1u << (n - 2)), Bits(px), Bits(px), 1));
+    return U8(
+        _mm512_mask_alignr_epi32(Bits(px), static_cast<__mmask16>(1u << (n - 2)), Bits(px), Bits(px), 1));
 #else
     static constexpr auto lane = constant<int32_t>([](int i) { return i; });
     U8 place = U8(lane.vector() == n - 2);

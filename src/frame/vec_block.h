@@ -39,7 +39,8 @@ QX_INLINE U8 with_packed_alpha(U8 px, Packed packed, int k) {
         _mm512_mask_permutexvar_epi8(Bits(px), 0x8888888888888888, unpack_index(k), Bits(packed.bytes)));
 }
 
-// The even (half = 0) or the odd bytes (half = 1) of two vectors in the lower and the upper bytes of 16-bit lanes.
+// The even (half = 0) or the odd bytes (half = 1) of two vectors in the lower and the upper bytes of 16-bit
+// lanes.
 template <int half>
 QX_INLINE U16 join_bytes(U8 lower, U8 upper) {
     static constexpr auto index =

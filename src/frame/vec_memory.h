@@ -109,12 +109,8 @@ QX_INLINE uint64_t load_mask_bytes(const uint8_t* p) {
 QX_INLINE U16 load(const uint8_t* mask) { return spread_mask(load_mask_bytes(mask)); }
 QX_INLINE U16 load_n(const uint8_t* mask, int n) { return spread_mask(load_mask_bytes(mask, n)); }
 
-#if !defined(__AVX512VBMI__)
-// Two loads a pixel are all that other builds have for a table of 256 bytes: it stays in the caller's memory.
-QX_INLINE const uint8_t* byte_table(const uint8_t* bytes) { return bytes; }
-#endif
-
-// A mask line seen through a table of 256 bytes.
+// A mask line seen through a table of 256 bytes. Two loads a pixel are all that builds without tables in
+// registers have: there it stays in the caller's memory.
 struct MappedMask {
     const uint8_t* mask;
 #if defined(__AVX512VBMI__)

@@ -6,7 +6,8 @@ namespace qx::QX_ISA {
 // a * (256 - n) / 256 + b * n / 256 of every byte, each term floored on its own, for n of 0 to 127.
 QX_INLINE U8 mix(U8 a, U8 b, int n) {
 #if defined(QX_MULTIPLIES_BYTES)
-    // The first term is a + floor(-a * n / 256). Products of bytes need no splitting; their high bytes are the quotients.
+    // The first term is a + floor(-a * n / 256). Products of bytes need no splitting; their high bytes are
+    // the quotients.
     auto times = [](U8 px, int factor, int shift) QX_LAMBDA {
         return U8(mul_add_bytes(px, I16{} + static_cast<int16_t>((factor & 255) << shift)));
     };
@@ -20,11 +21,14 @@ QX_INLINE U8 mix(U8 a, U8 b, int n) {
 void lin_pix(Argb32* dst, const Argb32* src1, const Argb32* src2, uint32_t weight, int32_t count) {
     if (weight == 128) {
         const U8 even = splat(0xFEFEFEFE);  // half of either is half of its even part
-        map(dst, count, [=](U8 a, U8 b) { return average(a & even, b & even); }, src1, src2);
+        map(
+            dst, count, [=](U8 a, U8 b) { return average(a & even, b & even); }, src1, src2);
     } else if (weight > 128) {
-        map(dst, count, [=](U8 a, U8 b) { return mix(a, b, 256 - weight); }, src1, src2);
+        map(
+            dst, count, [=](U8 a, U8 b) { return mix(a, b, 256 - weight); }, src1, src2);
     } else {
-        map(dst, count, [=](U8 a, U8 b) { return mix(b, a, weight); }, src1, src2);
+        map(
+            dst, count, [=](U8 a, U8 b) { return mix(b, a, weight); }, src1, src2);
     }
 }
 
