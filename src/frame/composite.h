@@ -35,14 +35,19 @@ struct CoverThen {
 template <typename Colours>
 CoverThen(Colours) -> CoverThen<Colours>;
 
-template <typename Step>
-constexpr bool kCovers = false;
+// Covers, and weights that a table takes part in, are better done in blocks.
+template <typename>
+struct InBlocks {
+    static constexpr bool covers = false, mapped = false;
+};
 template <typename Colours>
-constexpr bool kCovers<CoverThen<Colours>> = true;
-template <typename Line>
-constexpr bool kMapped = false;
+struct InBlocks<CoverThen<Colours>> {
+    static constexpr bool covers = true;
+};
 template <>
-constexpr bool kMapped<MappedMask> = true;
+struct InBlocks<MappedMask> {
+    static constexpr bool mapped = true;
+};
 
 #if defined(QX_PACKS_BYTES)
 // Whole blocks from pixel i on: finish(i, begin(i)), each block begun before the one before it is finished.
@@ -76,11 +81,11 @@ QX_INLINE int32_t composite_blocks(int32_t i, [[maybe_unused]] const Step& step,
                                    [[maybe_unused]] const Argb32* bg, [[maybe_unused]] const Argb32* fg,
                                    [[maybe_unused]] int32_t end, [[maybe_unused]] Lines... lines) {
 #if defined(QX_PACKS_BYTES)
-    if constexpr (kCovers<Step> || (kMapped<Lines> || ...)) {
+    if constexpr (InBlocks<Step>::covers || (InBlocks<Lines>::mapped || ...)) {
         if (end - i < kBlockPixels) return i;
         auto packed_weight = [=](int32_t i)
                                  QX_LAMBDA { return weight(load_alphas(fg + i), load_packed(lines + i)...); };
-        if constexpr (kCovers<Step>) {
+        if constexpr (InBlocks<Step>::covers) {
             const PackedCover cover;
             return walk_blocks(
                 i, end, [&](int32_t i) QX_LAMBDA { return cover(load_alphas(bg + i), packed_weight(i)); },
