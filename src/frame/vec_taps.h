@@ -61,12 +61,55 @@ QX_INLINE U8 permute_pixels(Pair px, U32 index) {
 }
 #endif
 
+// Pixels 0, 2, 4 and so on of a line; nothing behind the last of them is read.
+QX_INLINE U8 load_every_second(const Argb32* src) {
+    U8 first = load(src), second = load(src + kPixels - 1);
+#if defined(__AVX512VBMI__)
+    static constexpr auto index =
+        constant<uint32_t>([](int i) { return i < kPixels / 2 ? 2 * i : 2 * i + 1; });
+    return permute_pixels(Pair{first, second}, index.vector());
+#elif defined(__AVX2__)
+    Bits mixed = _mm256_castps_si256(_mm256_shuffle_ps(
+        _mm256_castsi256_ps(Bits(first)), _mm256_castsi256_ps(Bits(second)), _MM_SHUFFLE(3, 1, 2, 0)));
+    return U8(_mm256_permute4x64_epi64(mixed, _MM_SHUFFLE(3, 1, 2, 0)));
+#else
+    return U8(_mm_castps_si128(_mm_shuffle_ps(_mm_castsi128_ps(Bits(first)), _mm_castsi128_ps(Bits(second)),
+                                              _MM_SHUFFLE(3, 1, 2, 0))));
+#endif
+}
+
+// Vectors of four pixels one after the other.
+#if defined(__AVX512VBMI__)
+QX_INLINE U8 join_fours(const __m128i (&four)[4]) {
+    __m256i low = _mm256_inserti128_si256(_mm256_castsi128_si256(four[0]), four[1], 1);
+    __m256i high = _mm256_inserti128_si256(_mm256_castsi128_si256(four[2]), four[3], 1);
+    return U8(_mm512_inserti64x4(_mm512_castsi256_si512(low), high, 1));
+}
+#elif defined(__AVX2__)
+QX_INLINE U8 join_fours(const __m128i (&four)[2]) { return U8(_mm256_set_m128i(four[1], four[0])); }
+#else
+QX_INLINE U8 join_fours(const __m128i (&four)[1]) { return U8(four[0]); }
+#endif
+
+// The pixels that are `step` apart, one by one.
+QX_INLINE U8 load_every(const Argb32* src, ptrdiff_t step) {
+    __m128i four[kPixels / 4];
+    for (__m128i& px : four) {
+        __m128i low = _mm_unpacklo_epi32(_mm_loadu_si32(src), _mm_loadu_si32(src + step));
+        __m128i high = _mm_unpacklo_epi32(_mm_loadu_si32(src + 2 * step), _mm_loadu_si32(src + 3 * step));
+        px = _mm_unpacklo_epi64(low, high);
+        src += 4 * step;
+    }
+    return join_fours(four);
+}
+
 // The taps of n outputs, within src[0 .. src_count - 1]: out of one or two vectors where those reach far
 // enough and end within the line.
 QX_INLINE Taps load_taps(const Argb32* src, [[maybe_unused]] int32_t src_count, uint32_t position,
                          uint32_t step, int n) {
     static constexpr auto lane = constant<uint32_t>([](int i) { return i; });
-    U32 positions = position + lane.vector() * step;
+    // From the first left tap on.
+    U32 positions = (position & 255) + lane.vector() * step;
     U16 fraction = spread_byte<0>(U8(positions));
 #if defined(__AVX2__)
     // The last right tap of a vector is at most (255 + (kPixels - 1) * step) / 256 + 1 pixels behind its
@@ -76,7 +119,7 @@ QX_INLINE Taps load_taps(const Argb32* src, [[maybe_unused]] int32_t src_count, 
     static constexpr auto odd_lane = constant<uint32_t>([](int i) { return i % 2; });
 
     const int32_t base = static_cast<int32_t>(position >> 8), reach = src_count - base;
-    U32 index = (positions >> 8) - static_cast<uint32_t>(base);
+    U32 index = positions >> 8;
     U32 left = repeat_even_lanes(index) + odd_lane.vector(), right = index + 1;
     if (step <= kOneVector && reach >= kPixels) {
         U8 px = load(src + base);
@@ -87,24 +130,13 @@ QX_INLINE Taps load_taps(const Argb32* src, [[maybe_unused]] int32_t src_count, 
         return {permute_pixels(px, left), permute_pixels(px, right), fraction};
     }
 #endif
-    auto four = [=](int k) QX_LAMBDA {
-        return load_four_taps(src, position + static_cast<uint32_t>(k) * step, step, n - k);
-    };
-#if defined(__AVX512VBMI__)
-    FourTaps a = four(0), b = four(4), c = four(8), d = four(12);
-    auto join = [](__m128i p, __m128i q, __m128i r, __m128i s) QX_LAMBDA {
-        __m256i low = _mm256_inserti128_si256(_mm256_castsi128_si256(p), q, 1);
-        __m256i high = _mm256_inserti128_si256(_mm256_castsi128_si256(r), s, 1);
-        return U8(_mm512_inserti64x4(_mm512_castsi256_si512(low), high, 1));
-    };
-    return {join(a.left, b.left, c.left, d.left), join(a.right, b.right, c.right, d.right), fraction};
-#elif defined(__AVX2__)
-    FourTaps a = four(0), b = four(4);
-    return {U8(_mm256_set_m128i(b.left, a.left)), U8(_mm256_set_m128i(b.right, a.right)), fraction};
-#else
-    FourTaps a = four(0);
-    return {U8(a.left), U8(a.right), fraction};
-#endif
+    __m128i lefts[kPixels / 4], rights[kPixels / 4];
+    for (int k = 0; k < kPixels; k += 4) {
+        FourTaps four = load_four_taps(src, position + static_cast<uint32_t>(k) * step, step, n - k);
+        lefts[k / 4] = four.left;
+        rights[k / 4] = four.right;
+    }
+    return {join_fours(lefts), join_fours(rights), fraction};
 }
 
 }  // namespace qx::QX_ISA

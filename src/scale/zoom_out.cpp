@@ -1,6 +1,6 @@
 #include <stddef.h>
 
-#include "frame/vec.h"
+#include "frame/vec_taps.h"
 
 namespace qx::QX_ISA {
 
@@ -8,14 +8,16 @@ static ptrdiff_t factor(int32_t src_size, int32_t dst_size) {
     return src_size / dst_size + (src_size % dst_size != 0);
 }
 
-// Plain copies: there is no arithmetic for a vector to do.
 void zoom_outNx(Argb32* dst, int32_t dst_width, int32_t dst_height, const Argb32* src, int32_t src_width,
                 int32_t src_height) {
     const ptrdiff_t fx = factor(src_width, dst_width), fy = factor(src_height, dst_height);
     if (fx <= 0 || fy <= 0) return;
     for (int32_t y = 0; y < dst_height; ++y, dst += dst_width) {
         const Argb32* row = src + y * fy * src_width;
-        for (int32_t x = 0; x < dst_width; ++x) __builtin_memcpy(dst + x, row + x * fx, sizeof(Argb32));
+        int32_t x = 0;
+        for (; dst_width - x >= kPixels; x += kPixels)
+            store(dst + x, fx == 2 ? load_every_second(row + 2 * x) : load_every(row + x * fx, fx));
+        for (; x < dst_width; ++x) __builtin_memcpy(dst + x, row + x * fx, sizeof(Argb32));
     }
 }
 
