@@ -32,12 +32,12 @@ QX_INLINE FourTaps load_four_taps(const Argb32* src, uint32_t position, uint32_t
 }
 
 #if defined(__AVX2__)
-// Every lane at an even place also in the place behind it.
-QX_INLINE U32 repeat_even_lanes(U32 lanes) {
+// The pixels at even places of a vector, each followed by the one at the same place of another.
+QX_INLINE U8 follow_by(U8 even, U8 px) {
 #if defined(__AVX512VBMI__)
-    return U32(_mm512_shuffle_epi32(Bits(lanes), _MM_PERM_CCAA));
+    return U8(_mm512_mask_shuffle_epi32(Bits(even), 0xAAAA, Bits(px), _MM_PERM_CCAA));
 #else
-    return U32(_mm256_shuffle_epi32(Bits(lanes), _MM_SHUFFLE(2, 2, 0, 0)));
+    return U8(_mm256_blend_epi32(Bits(even), _mm256_shuffle_epi32(Bits(px), _MM_SHUFFLE(2, 2, 0, 0)), 0xAA));
 #endif
 }
 
@@ -116,19 +116,16 @@ QX_INLINE Taps load_taps(const Argb32* src, [[maybe_unused]] int32_t src_count, 
     // base.
     constexpr uint32_t kOneVector = (kPixels - 2) * 256 / (kPixels - 1);
     constexpr uint32_t kTwoVectors = (2 * kPixels - 2) * 256 / (kPixels - 1);
-    static constexpr auto odd_lane = constant<uint32_t>([](int i) { return i % 2; });
 
     const int32_t base = static_cast<int32_t>(position >> 8), reach = src_count - base;
     U32 index = positions >> 8;
-    U32 left = repeat_even_lanes(index) + odd_lane.vector(), right = index + 1;
-    if (step <= kOneVector && reach >= kPixels) {
-        U8 px = load(src + base);
-        return {permute_pixels(px, left), permute_pixels(px, right), fraction};
-    }
-    if (step <= kTwoVectors && reach >= 2 * kPixels) {
-        Pair px = {load(src + base), load(src + base + kPixels)};
-        return {permute_pixels(px, left), permute_pixels(px, right), fraction};
-    }
+    auto taps_from = [=](auto px) QX_LAMBDA -> Taps {
+        U8 right = permute_pixels(px, index + 1);
+        return {follow_by(permute_pixels(px, index), right), right, fraction};
+    };
+    if (step <= kOneVector && reach >= kPixels) return taps_from(load(src + base));
+    if (step <= kTwoVectors && reach >= 2 * kPixels)
+        return taps_from(Pair{load(src + base), load(src + base + kPixels)});
 #endif
     __m128i lefts[kPixels / 4], rights[kPixels / 4];
     for (int k = 0; k < kPixels; k += 4) {
