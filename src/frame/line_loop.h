@@ -35,6 +35,7 @@ QX_INLINE void map(Argb32* dst, int32_t count, Formula formula, Inputs... inputs
     walk<kPixels>(
         count, unaligned_pixels(dst, count),
         [=](int32_t i, int32_t end) QX_LAMBDA {
+#pragma GCC unroll 2  // a short formula is done before the next branch is
             for (ptrdiff_t k = i; k < end; k += kPixels) store(dst + k, formula(load(inputs + k)...));
         },
         [=](int32_t i, int32_t n) QX_LAMBDA { store_n(dst + i, formula(load_n(inputs + i, n)...), n); });
