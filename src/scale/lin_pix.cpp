@@ -9,7 +9,7 @@ QX_INLINE U8 mix(U8 a, U8 b, int n) {
     // The first term is a + floor(-a * n / 256). Products of bytes need no splitting; their high bytes are
     // the quotients.
     auto times = [](U8 px, int factor, int shift) QX_LAMBDA {
-        return U8(mul_add_bytes(px, I16{} + static_cast<int16_t>((factor & 255) << shift)));
+        return U8(mul_add_bytes(px, I16(splat_16(static_cast<uint32_t>(factor & 255) << shift))));
     };
     U8 even = times(a, -n, 0) + times(b, n, 0), odd = times(a, -n, 8) + times(b, n, 8);
     return a + join_upper_bytes(U16(even), U16(odd));
