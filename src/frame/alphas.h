@@ -38,8 +38,7 @@ struct Cover {
 struct SpreadCover {
     QX_INLINE_MEMBER Cover<U16> operator()(U16 under, U16 weight) const {
         U16 alpha = weight + (under * (255 - weight) >> 8);
-        U16 quotient = U16(reciprocal(U32(alpha) & 0x0000FFFF));
-        return {alpha, spread_byte<1>(U8(quotient * weight))};
+        return {alpha, spread_byte<1>(U8(U16(reciprocal(alpha)) * weight))};
     }
 };
 

@@ -223,8 +223,8 @@ QX_INLINE Planes planes_x_minus_128(Pair px) {
 #endif
 }
 
-// The pixels that planes_x128 took apart: bytes 0, 1 and 2 are the sums / 16, floored, modulo 256; byte 3 is
-// that of px.
+// The pixels that planes_x_minus_128 took apart: bytes 0, 1 and 2 are the sums / 16, floored, modulo 256;
+// byte 3 is that of px.
 QX_INLINE Pair weave_sixteenths(I16 byte_0, I16 byte_1, I16 byte_2, Pair px) {
     const U8 alpha = splat(0xFF000000);
     U8 words_01 = select(U8(U16{} + 0xFF00), U8(byte_1 << 4), U8(byte_0 >> 4));
@@ -316,13 +316,14 @@ QX_INLINE U8 repeat_last(U8 px, int n) {
 #endif
 }
 
-// 65535 / divisor, truncated, in every 32-bit lane, for a divisor of 1 to 255; some number for 0. A quotient
-// that is no whole number is at least 1/255 away from one, where a float's step is below 1/512, so that it is
-// exact in every rounding mode. The divider never sees 0, and nothing can trap.
-QX_INLINE U32 reciprocal(U32 divisor) {
+// 65535 / divisor, truncated, in every 32-bit lane, for a divisor of 1 to 255 in both of its 16-bit lanes;
+// some number for 0. Both lanes together are 65537 * divisor, exact as a float, and 2^32 / 65537 is 65535 and
+// next to nothing. A quotient that is no whole number is at least 1/255 away from one, where a float's step
+// is below 1/512, so that it is exact in every rounding mode. The divider never sees 0, and nothing can trap.
+QX_INLINE U32 reciprocal(U16 divisor) {
     typedef float F32 __attribute__((vector_size(kBytes)));
-    U16 nonzero = U16(QX_OP(max_epi16)(Bits(divisor), Bits(U32{} + 1)));
-    return U32(__builtin_convertvector(65535.0f / __builtin_convertvector(I32(nonzero), F32), I32));
+    I32 nonzero = I32(QX_OP(max_epi16)(Bits(divisor), Bits(splat_16(1))));
+    return U32(__builtin_convertvector(0x1p32f / __builtin_convertvector(nonzero, F32), I32));
 }
 
 }  // namespace qx::QX_ISA
