@@ -131,17 +131,19 @@ QX_INLINE void composite(Step step, Weight weight, Argb32* dst, const Argb32* bg
         });
 }
 
-// The same with the mask seen through a table and faded. A table in registers is faded once.
+// The same with the mask seen through a table and faded. For a long line a table in registers is faded
+// itself.
 template <typename Step>
 QX_INLINE void composite_mapped(Step step, Argb32* dst, const Argb32* bg, const Argb32* fg, int32_t count,
                                 const uint8_t* mask, const uint8_t* lut, uint32_t opacity) {
+    MappedMask mapped = map_mask(mask, lut);
 #if defined(QX_PACKS_BYTES)
-    ByteTable faded = byte_table(lut);
-    for (Bits& part : faded.part) part = Bits(mul_hi(Packed{U8(part)}, splat_16(opacity)).bytes);
-    composite(step, mask_weight, dst, bg, fg, count, MappedMask{mask, faded});
-#else
-    composite(step, mask_opacity_weight(opacity), dst, bg, fg, count, MappedMask{mask, lut});
+    if (count >= 4 * kBlockPixels) {
+        for (Bits& part : mapped.table.part) part = Bits(mul_hi(Packed{U8(part)}, splat_16(opacity)).bytes);
+        return composite(step, mask_weight, dst, bg, fg, count, mapped);
+    }
 #endif
+    composite(step, mask_opacity_weight(opacity), dst, bg, fg, count, mapped);
 }
 
 // The five kernels of a family.

@@ -113,33 +113,40 @@ QX_INLINE U16 load_n(const uint8_t* mask, int n) { return spread_mask(load_mask_
 // registers have: there it stays in the caller's memory.
 struct MappedMask {
     const uint8_t* mask;
-#if defined(__AVX512VBMI__)
+#if defined(QX_PACKS_BYTES)
     ByteTable table;
-    QX_INLINE_MEMBER U16 map(__m128i bytes) const {
-        Bits index = _mm512_permutexvar_epi8(unpack_index(0), _mm512_castsi128_si512(bytes));
-        return U16(table[U8(index)]) & 0xFF00;
-    }
-    QX_INLINE_MEMBER U16 load_n(int n) const { return map(load_mask_bytes(mask, n)); }
-    QX_INLINE_MEMBER U16 load() const { return map(load_mask_bytes(mask)); }
 #else
     const uint8_t* table;
-    QX_INLINE_MEMBER U16 load_n(int n) const {
-        return spread_mask(load_mask_bytes(mask, n, [this](uint8_t m) QX_LAMBDA { return table[m]; }));
-    }
-    QX_INLINE_MEMBER U16 load() const { return load_n(kPixels); }
 #endif
 };
 QX_INLINE MappedMask operator+(MappedMask line, ptrdiff_t i) {
     line.mask += i;
     return line;
 }
-QX_INLINE U16 load(const MappedMask& line) { return line.load(); }
-QX_INLINE U16 load_n(const MappedMask& line, int n) { return line.load_n(n); }
 
 #if defined(QX_PACKS_BYTES)
+QX_INLINE MappedMask map_mask(const uint8_t* mask, const uint8_t* lut) { return {mask, byte_table(lut)}; }
+
+QX_INLINE U16 spread_mapped(__m128i bytes, const ByteTable& table) {
+    Bits index = _mm512_permutexvar_epi8(unpack_index(0), _mm512_castsi128_si512(bytes));
+    return U16(table[U8(index)]) & 0xFF00;
+}
+QX_INLINE U16 load(const MappedMask& line) { return spread_mapped(load_mask_bytes(line.mask), line.table); }
+QX_INLINE U16 load_n(const MappedMask& line, int n) {
+    return spread_mapped(load_mask_bytes(line.mask, n), line.table);
+}
+
 // The bytes of a block of pixels.
 QX_INLINE Packed load_packed(const uint8_t* mask) { return {U8(_mm512_loadu_si512(mask))}; }
 QX_INLINE Packed load_packed(const MappedMask& line) { return {line.table[load_packed(line.mask).bytes]}; }
+#else
+QX_INLINE MappedMask map_mask(const uint8_t* mask, const uint8_t* lut) { return {mask, lut}; }
+
+QX_INLINE U16 load_n(const MappedMask& line, int n) {
+    auto map = [table = line.table](uint8_t m) QX_LAMBDA { return table[m]; };
+    return spread_mask(load_mask_bytes(line.mask, n, map));
+}
+QX_INLINE U16 load(const MappedMask& line) { return load_n(line, kPixels); }
 #endif
 
 }  // namespace qx::QX_ISA

@@ -9,6 +9,20 @@ namespace qx::QX_ISA {
 
 constexpr int kGroupBytes = 128;
 
+// The first n samples, one by one.
+template <typename Plane>
+QX_INLINE void unpack_samples(uint16_t* dst, const uint8_t* block, int n) {
+    typedef uint16_t Sample __attribute__((aligned(1), may_alias));
+    typedef uint32_t Word __attribute__((aligned(1), may_alias));
+    Sample* out = reinterpret_cast<Sample*>(dst);
+    auto unpack = [&](int k) QX_LAMBDA {
+        out[k] = reinterpret_cast<const Word*>(block)[Plane::bit(k) / 32] >> Plane::bit(k) % 32 & 0x3FF;
+    };
+    for (; n >= Plane::kPerBlock; n -= Plane::kPerBlock, out += Plane::kPerBlock, block += 16)
+        for (int k = 0; k < Plane::kPerBlock; ++k) unpack(k);
+    for (int k = 0; k < n; ++k) unpack(k);
+}
+
 #if defined(__AVX512VBMI__)
 // 32 samples from `first` on; those behind the group's last are no samples.
 template <typename Plane, int first>
@@ -82,12 +96,7 @@ QX_INLINE void unpack_plane(uint16_t* dst, const uint8_t* group) {
 #else
 template <typename Plane>
 QX_INLINE void unpack_plane(uint16_t* dst, const uint8_t* group) {
-    typedef uint16_t Sample __attribute__((aligned(1), may_alias));
-    typedef uint32_t Word __attribute__((aligned(1), may_alias));
-    Sample* out = reinterpret_cast<Sample*>(dst);
-    for (int block = 0; block < 8; ++block, group += 16)
-        for (int k = 0; k < Plane::kPerBlock; ++k)
-            *out++ = reinterpret_cast<const Word*>(group)[Plane::bit(k) / 32] >> Plane::bit(k) % 32 & 0x3FF;
+    unpack_samples<Plane>(dst, group, 8 * Plane::kPerBlock);
 }
 #endif
 
