@@ -28,9 +28,6 @@ QX_INLINE void walk(int32_t count, int32_t head, Bulk bulk, Part part) {
     }
 }
 
-// A short formula on a narrow vector is done before the next branch is.
-constexpr int kVectorsPerBranch = kPixels < 16 ? 2 : 1;
-
 // dst[i] = formula(inputs[i]...) for count > 0 pixels. A vector is read whole before it is written, so dst
 // may be the same line as any input.
 template <typename Formula, typename... Inputs>
@@ -38,7 +35,7 @@ QX_INLINE void map(Argb32* dst, int32_t count, Formula formula, Inputs... inputs
     walk<kPixels>(
         count, unaligned_pixels(dst, count),
         [=](int32_t i, int32_t end) QX_LAMBDA {
-#pragma GCC unroll kVectorsPerBranch
+#pragma GCC unroll 2  // a short formula is done before the next branch is
             for (ptrdiff_t k = i; k < end; k += kPixels) store(dst + k, formula(load(inputs + k)...));
         },
         [=](int32_t i, int32_t n) QX_LAMBDA { store_n(dst + i, formula(load_n(inputs + i, n)...), n); });
