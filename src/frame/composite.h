@@ -119,6 +119,7 @@ QX_INLINE void composite(Step step, Weight weight, Argb32* dst, const Argb32* bg
         count, head,
         [=](int32_t i, int32_t end) QX_LAMBDA {
             i = composite_blocks(i, step, weight, dst, bg, fg, end, lines...);
+#pragma GCC unroll 2  // as in map
             for (ptrdiff_t k = i; k < end; k += kPixels) {
                 U8 over = load(fg + k);
                 store(dst + k, step(load(bg + k), over, weight(over, load(lines + k)...)));
