@@ -3,7 +3,7 @@
 // word.
 #pragma once
 
-#include "frame/vec_block.h"
+#include "frame/vec.h"
 
 namespace qx::QX_ISA {
 
