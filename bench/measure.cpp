@@ -97,15 +97,19 @@ Job half_of(Job job, int half) {
 
 // ---- the contenders ----
 
+constexpr Argb32 kUntouched = 0x5A5A5A5A;
+
 Contender table_contender(const Case& c, Kind kind, const std::string& name, const qx::KernelTable& table) {
-    auto prepare = [&c, &table](const Job& job) {
+    auto prepare = [&c, kind, &table](Job job) {
+        if (kind == Kind::kInPlace) job.a = job.dst;
         auto run = [&c, &table, job](int times) {
             for (; times > 0; --times) c.run(table, job);
         };
         auto agrees = [&c, job] {
-            std::vector<Argb32> expected(job.dst, job.dst + job.dst_pixels());
+            std::vector<Argb32> expected(job.dst_pixels(), kUntouched);
             Job reference = job;
             reference.dst = expected.data();
+            if (job.a == job.dst) reference.a = reference.dst;
             c.expect(reference);
             return std::equal(expected.begin(), expected.end(), job.dst);
         };
@@ -139,6 +143,8 @@ std::vector<Contender> contenders_of(const Case& c, const Peers& peers) {
     std::vector<Contender> all;
     for (int i = 0; i < qx::usable_builds(); ++i)
         all.push_back(table_contender(c, Kind::kBuild, qx::builds[i].name, *qx::builds[i].kernels));
+    const qx::Build& widest = qx::builds[qx::usable_builds() - 1];
+    if (c.copied_lines > 0) all.push_back(table_contender(c, Kind::kInPlace, widest.name, *widest.kernels));
     for (const PlainBuild* build = plain_builds; build; build = build->next) {
         all.push_back(table_contender(c, Kind::kPlain, build->name, *build->kernels));
         if (c.copied_lines >= 0) all.push_back(copy_contender(c, *build));
@@ -172,7 +178,7 @@ std::vector<Figure> take_turns(const std::vector<Contender>& contenders, const S
     std::vector<Turn> turns;
     for (const Contender& contender : contenders) {
         Turn turn{contender.prepare(buffers.job), 1, {}};
-        std::fill_n(buffers.dst.data(), buffers.job.dst_pixels(), 0x5A5A5A5A);
+        std::fill_n(buffers.dst.data(), buffers.job.dst_pixels(), kUntouched);
         turn.ready.run(1);
         if (!turn.ready.agrees()) {
             std::fprintf(stderr, "%s: wrong result at %s\n", contender.name.c_str(), shape.name);

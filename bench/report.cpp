@@ -16,7 +16,8 @@ const Column columns[] = {
 #define QX_COLUMN(build) {#build, Kind::kBuild, #build},
     QX_BUILDS(QX_COLUMN)
 #undef QX_COLUMN
-        {"plain", Kind::kPlain, "native"},
+        {"in place", Kind::kInPlace, ""},
+    {"plain", Kind::kPlain, "native"},
     {"plain, SSE2", Kind::kPlain, "sse2"},
     {"copy", Kind::kCopy, "native"}};
 
@@ -97,7 +98,7 @@ void print_instructions(const std::vector<const Case*>& cases) {
 }
 
 void print_json(const std::vector<Result>& results, double other_load) {
-    static const char* const kinds[] = {"build", "plain", "copy", "peer"};
+    static const char* const kinds[] = {"build", "in place", "plain", "copy", "peer"};
     std::printf("{\"processor\": \"%s\", \"other_load\": %.3f, \"results\": [", processor_name().c_str(),
                 other_load);
     const char* separator = "\n";
