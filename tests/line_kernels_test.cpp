@@ -70,6 +70,22 @@ TEST_P(LineKernelTest, GivesTheReferencesBytesAndTouchesNothingElse) {
     }
 }
 
+// A long line begins with a part up to the first aligned vector of dst. Would catch: a part that loses or
+// repeats pixels, that parts the last two pixels, or that leaves a rest no loop takes.
+TEST_P(LineKernelTest, HoldsWhereverALongLineBegins) {
+    constexpr int kMost = 330;
+    std::vector<Argb32> dst(kMost + 16), a = random.line(kMost), b = random.line(kMost),
+                                         masks = random.line(kMost);
+    auto* mask = reinterpret_cast<const uint8_t*>(masks.data());
+    for (int begin = 0; begin < 16; ++begin) {
+        for (int count = 126; count <= kMost; count += count < 136 || count > 252 ? 1 : 29) {
+            Arguments x = {&dst[size_t(begin)], a.data(), b.data(), mask, mask + kMost, some_number(), count};
+            call(x);
+            ASSERT_EQ(copy_of(x.dst, count), expected(x)) << "count " << count << ", begin " << begin;
+        }
+    }
+}
+
 // Would catch: an output stored before all of its inputs are read.
 TEST_P(LineKernelTest, WorksInPlace) {
     for (int input = 0; input < kernel().inputs; ++input) {
