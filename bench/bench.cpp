@@ -41,7 +41,12 @@ Options options_of(int argc, char** argv) {
             std::fputs(usage, argument == "--help" ? stdout : stderr);
             std::exit(argument == "--help" ? 0 : 2);
         } else {
-            options.filter = argument;
+            try {
+                options.filter = argument;
+            } catch (const std::regex_error& error) {
+                std::fprintf(stderr, "%s: %s\n", argument.c_str(), error.what());
+                std::exit(2);
+            }
         }
     }
     return options;
@@ -85,11 +90,16 @@ int main(int argc, char** argv) {
         }
     }
     std::fprintf(stderr, "\r%-40s\r", "");
+    if (results.empty()) {
+        std::fprintf(stderr, "Nothing matches; a name is a kernel's and a size, such as 'blend_m 1920'.\n");
+        return 1;
+    }
     if (options.json) {
         print_json(results, others.processors());
         return 0;
     }
-    std::printf("%s, lines at offset %zu.\n", processor_name().c_str(), line_offset);
+    std::printf("%s; lines begin %zu bytes behind a multiple of 64.\n", processor_name().c_str(),
+                line_offset);
     for (const Shape& shape : shapes) print_table(shape, results);
     if (others.processors() > 0.1)
         std::printf("\nThis machine was busy: other programs took %.0f %% of a processor meanwhile.\n",

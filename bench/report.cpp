@@ -98,7 +98,7 @@ void print_instructions(const std::vector<const Case*>& cases) {
 }
 
 void print_json(const std::vector<Result>& results, double other_load) {
-    static const char* const kinds[] = {"build", "in place", "plain", "copy", "peer"};
+    static const char* const kinds[] = {"build", "in_place", "plain", "copy", "peer"};
     std::printf("{\"processor\": \"%s\", \"other_load\": %.3f, \"results\": [", processor_name().c_str(),
                 other_load);
     const char* separator = "\n";
