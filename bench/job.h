@@ -30,7 +30,7 @@ struct Ready {
     std::function<void(int)> run;
     std::function<bool()> agrees;
 };
-enum class Kind { kBuild, kInPlace, kPlain, kCopy, kPeer };
+enum class Kind { kBuild, kInPlace, kTwoThreads, kPlain, kCopy, kPeer };
 struct Contender {
     Kind kind;
     std::string name;

@@ -202,23 +202,19 @@ std::vector<Figure> take_turns(const std::vector<Contender>& contenders, const S
     return figures;
 }
 
-// How much faster two threads are, each on its half of the rows.
-double two_threads(const Contender& contender, const Shape& shape, const Job& job) {
-    const Ready whole = contender.prepare(job);
+// The time of two threads, each on its half of the rows.
+double seconds_of_two_threads(const Contender& contender, const Shape& shape, const Job& job) {
     const Ready halves[] = {contender.prepare(half_of(job, 0)), contender.prepare(half_of(job, 1))};
     auto both = [&](int times) {
         std::thread other(halves[1].run, times);
         halves[0].run(times);
         other.join();
     };
-    const int times =
-        1 + int(0.01 / seconds_of(wall_seconds, whole.run, 1));  // a thread takes its time to start
-    std::vector<double> one, two;
-    for (int round = 0; round < shape.rounds; ++round) {
-        one.push_back(seconds_of(wall_seconds, whole.run, times));
-        two.push_back(seconds_of(wall_seconds, both, times));
-    }
-    return median(one) / median(two);
+    const int times = 1 + int(0.01 / seconds_of(wall_seconds, both, 1));  // a thread takes its time to start
+    std::vector<double> seconds;
+    for (int round = 0; round < shape.rounds; ++round)
+        seconds.push_back(seconds_of(wall_seconds, both, times));
+    return median(seconds);
 }
 
 }  // namespace
@@ -228,8 +224,11 @@ Result measure(const Case& kernel, const Shape& shape, const Peers& peers) {
     const std::vector<Contender> contenders = contenders_of(kernel, peers);
     Result result{&kernel, &shape, buffers.job.dst_pixels(), size_t(buffers.job.dst_height),
                   take_turns(contenders, shape, buffers)};
-    if (shape.is_picture())
-        result.threads = two_threads(contenders[size_t(qx::usable_builds()) - 1], shape, buffers.job);
+    if (shape.is_picture()) {
+        const Contender& widest = contenders[size_t(qx::usable_builds()) - 1];
+        result.figures.push_back(
+            {Kind::kTwoThreads, widest.name, seconds_of_two_threads(widest, shape, buffers.job)});
+    }
     return result;
 }
 

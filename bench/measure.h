@@ -24,7 +24,6 @@ struct Result {
     const Shape* shape;
     size_t pixels, rows;  // of the result
     std::vector<Figure> figures;
-    double threads = 0;  // how much faster two threads are; measured on pictures
 };
 
 // Lines begin so many bytes behind a multiple of 64.

@@ -1,5 +1,6 @@
 #include "report.h"
 
+#include <algorithm>
 #include <cstdio>
 
 #include "frame/load.h"
@@ -17,6 +18,7 @@ const Column columns[] = {
     QX_BUILDS(QX_COLUMN)
 #undef QX_COLUMN
         {"in place", Kind::kInPlace, ""},
+    {"two threads", Kind::kTwoThreads, ""},
     {"plain", Kind::kPlain, "native"},
     {"plain, SSE2", Kind::kPlain, "sse2"},
     {"copy", Kind::kCopy, "native"}};
@@ -39,9 +41,9 @@ void print_header(const std::vector<std::string>& titles) {
     std::printf("\n");
 }
 
-void print_row(const Result& result, bool in_ns) {
+void print_row(const Result& result, const std::vector<Column>& shown, bool in_ns) {
     std::printf("| %s |", result.kernel->name.c_str());
-    for (const Column& column : columns) {
+    for (const Column& column : shown) {
         const double seconds = least_seconds(result.figures, column.kind, column.name);
         if (seconds == 0)
             std::printf(" |");
@@ -50,7 +52,6 @@ void print_row(const Result& result, bool in_ns) {
         else
             std::printf(" %.2f |", double(result.pixels) / seconds * 1e-9);
     }
-    if (result.shape->is_picture()) std::printf(" %.2f |", result.threads);
     const char* separator = " ";
     for (const Figure& peer : result.figures) {
         if (peer.kind != Kind::kPeer) continue;
@@ -65,23 +66,28 @@ void print_row(const Result& result, bool in_ns) {
 
 }  // namespace
 
-void print_table(const Shape& shape, const std::vector<Result>& results) {
-    const bool in_ns = shape.width < 100;
-    bool begun = false;
-    for (const Result& result : results) {
-        if (result.shape != &shape) continue;
-        if (!begun) {
-            std::printf("\n### %s: %s\n\n", shape.name,
-                        in_ns ? "nanoseconds a row" : "Gpixel/s of the result, one thread");
-            std::vector<std::string> titles;
-            for (const Column& column : columns) titles.push_back(column.title);
-            if (shape.is_picture()) titles.push_back("two threads");
-            titles.push_back("how much faster than");
-            print_header(titles);
-            begun = true;
-        }
-        print_row(result, in_ns);
+void print_table(const Shape& shape, const std::vector<Result>& all) {
+    std::vector<Result> results;
+    for (const Result& result : all)
+        if (result.shape == &shape) results.push_back(result);
+    if (results.empty()) return;
+
+    std::vector<Column> shown;
+    std::vector<std::string> titles;
+    for (const Column& column : columns) {
+        auto has_figure = [&](const Result& result) {
+            return least_seconds(result.figures, column.kind, column.name) > 0;
+        };
+        if (std::none_of(results.begin(), results.end(), has_figure)) continue;
+        shown.push_back(column);
+        titles.push_back(column.title);
     }
+    titles.push_back("how much faster than");
+
+    const bool in_ns = shape.width < 100;
+    std::printf("\n### %s: %s\n\n", shape.name, in_ns ? "nanoseconds a row" : "Gpixel/s of the result");
+    print_header(titles);
+    for (const Result& result : results) print_row(result, shown, in_ns);
 }
 
 void print_instructions(const std::vector<const Case*>& cases) {
@@ -98,7 +104,7 @@ void print_instructions(const std::vector<const Case*>& cases) {
 }
 
 void print_json(const std::vector<Result>& results, double other_load) {
-    static const char* const kinds[] = {"build", "in_place", "plain", "copy", "peer"};
+    static const char* const kinds[] = {"build", "in_place", "two_threads", "plain", "copy", "peer"};
     std::printf("{\"processor\": \"%s\", \"other_load\": %.3f, \"results\": [", processor_name().c_str(),
                 other_load);
     const char* separator = "\n";
