@@ -27,10 +27,11 @@ template <typename Colours>
 struct CoverThen {
     Colours colours;
 
-    QX_INLINE_MEMBER U8 operator()(U8 bg, U8 fg, U16 w) const {
-        Cover<U16> cover = SpreadCover{}(spread_alpha(bg), w);
+    QX_INLINE_MEMBER Cover<U16> cover(U8 bg, U16 w) const { return SpreadCover{}(spread_alpha(bg), w); }
+    QX_INLINE_MEMBER U8 finish(U8 bg, U8 fg, const Cover<U16>& cover) const {
         return with_alpha_of(colours(bg, fg, cover.share), U8(U32(cover.alpha) << 24));
     }
+    QX_INLINE_MEMBER U8 operator()(U8 bg, U8 fg, U16 w) const { return finish(bg, fg, cover(bg, w)); }
 };
 template <typename Colours>
 CoverThen(Colours) -> CoverThen<Colours>;
@@ -100,6 +101,19 @@ QX_INLINE int32_t composite_blocks(int32_t i, [[maybe_unused]] const Step& step,
                 for (int k = 0; k < kBlock; ++k, i += kPixels)
                     store(dst + i, step(load(bg + i), load(fg + i), unpack_bytes(w, k)));
             });
+        }
+    }
+#else
+    // Covers in a loop of their own: in one with the colours the processor runs out of room for operations
+    // that wait for a division.
+    if constexpr (InBlocks<Step>::covers) {
+        constexpr int kCovers = 40;
+        Cover<U16> covers[kCovers];
+        for (; end - i >= kCovers * kPixels; i += kCovers * kPixels) {
+            for (ptrdiff_t k = 0, at = i; k < kCovers; ++k, at += kPixels)
+                covers[k] = step.cover(load(bg + at), weight(load(fg + at), load(lines + at)...));
+            for (ptrdiff_t k = 0, at = i; k < kCovers; ++k, at += kPixels)
+                store(dst + at, step.finish(load(bg + at), load(fg + at), covers[k]));
         }
     }
 #endif
