@@ -11,7 +11,7 @@ enum class Input { kRandom, kGradient, kV210 };
 struct Case {
     std::string name;
     std::function<void(Job&, int width, int height)> resize;  // the sizes, for outputs of about this size
-    std::function<void(const qx::KernelTable&, const Job&)> run;
+    std::function<void(const qx::KernelTable&, const Job&, int times)> run;
     std::function<void(const Job&)> expect;
     Input input = Input::kRandom;
     int copied_lines =

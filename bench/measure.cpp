@@ -102,9 +102,7 @@ constexpr Argb32 kUntouched = 0x5A5A5A5A;
 Contender table_contender(const Case& c, Kind kind, const std::string& name, const qx::KernelTable& table) {
     auto prepare = [&c, kind, &table](Job job) {
         if (kind == Kind::kInPlace) job.a = job.dst;
-        auto run = [&c, &table, job](int times) {
-            for (; times > 0; --times) c.run(table, job);
-        };
+        auto run = [&c, &table, job](int times) { c.run(table, job, times); };
         auto agrees = [&c, job] {
             std::vector<Argb32> expected(job.dst_pixels(), kUntouched);
             Job reference = job;
@@ -239,7 +237,7 @@ double instructions_for_16(const Case& kernel, const qx::KernelTable& table) {
     };
     auto count = [&](int width) -> Count {
         Buffers buffers(kernel, width, 1);
-        return {instructions_of([&] { kernel.run(table, buffers.job); }), buffers.job.dst_pixels()};
+        return {instructions_of([&] { kernel.run(table, buffers.job, 1); }), buffers.job.dst_pixels()};
     };
     const Count more = count(1920), less = count(960);
     return 16.0 * double(more.instructions - less.instructions) / double(more.pixels - less.pixels);
