@@ -125,20 +125,31 @@ TEST_P(PictureKernelTest, ScalesRowsByTheirStrides) {
     }
 }
 
-// Would catch: a factor that is rounded down, a clamped position.
+// Odd pairs of sizes, and rows of every width at small factors; the source ends with the last position that
+// is read, inside the picture or beyond it. Would catch: a factor that is rounded down, a clamped position, a
+// vector that reaches past the last tap.
 TEST_P(PictureKernelTest, ZoomsOutByWholeFactors) {
-    const int sizes[][4] = {{64, 48, 32, 24}, {10, 4, 6, 2}, {9, 9, 3, 3}, {7, 5, 7, 5},  {3, 2, 6, 4},
-                            {100, 3, 9, 3},   {1, 1, 1, 1},  {0, 5, 4, 4}, {-3, 2, 6, 1}, {70, 1, 35, 1}};
-    for (auto [sw, sh, dw, dh] : sizes) {
-        SCOPED_TRACE(testing::Message() << sw << " x " << sh << " to " << dw << " x " << dh);
+    struct Size {
+        int src_width, src_height, dst_width, dst_height;
+    };
+    std::vector<Size> sizes = {{64, 48, 32, 24}, {10, 4, 6, 2}, {9, 9, 3, 3}, {7, 5, 7, 5},  {3, 2, 6, 4},
+                               {100, 3, 9, 3},   {1, 1, 1, 1},  {0, 5, 4, 4}, {-3, 2, 6, 1}, {70, 1, 35, 1}};
+    for (int factor = 1; factor <= 5; ++factor)
+        for (int width = 1; width <= 70; ++width) sizes.push_back({factor * width, 2, width, 2});
+    for (const Size& z : sizes) {
+        SCOPED_TRACE(testing::Message() << z.src_width << " x " << z.src_height << " to " << z.dst_width
+                                        << " x " << z.dst_height);
+        auto factor = [](int src, int dst) { return src / dst + (src % dst != 0); };
+        const int fx = factor(z.src_width, z.dst_width), fy = factor(z.src_height, z.dst_height);
+        const int read = fx > 0 ? (z.dst_height - 1) * fy * z.src_width + (z.dst_width - 1) * fx + 1 : 0;
         check(
-            size_t(dw) * size_t(dh) * 4, 6400 * 4,  // positions beyond the picture are read: there is room
-            [&, sw = sw, sh = sh, dw = dw, dh = dh](uint8_t* dst, const uint8_t* src) {
-                kernels().zoom_outNx(reinterpret_cast<Argb32*>(dst), dw, dh,
-                                     reinterpret_cast<const Argb32*>(src), sw, sh);
+            size_t(z.dst_width * z.dst_height) * 4, size_t(read) * 4,
+            [&](uint8_t* dst, const uint8_t* src) {
+                kernels().zoom_outNx(reinterpret_cast<Argb32*>(dst), z.dst_width, z.dst_height,
+                                     reinterpret_cast<const Argb32*>(src), z.src_width, z.src_height);
             },
-            [&, sw = sw, sh = sh, dw = dw, dh = dh](uint32_t* dst, const uint32_t* src) {
-                reference::zoom_outNx(dst, dw, dh, src, sw, sh);
+            [&](uint32_t* dst, const uint32_t* src) {
+                reference::zoom_outNx(dst, z.dst_width, z.dst_height, src, z.src_width, z.src_height);
             });
     }
 }
