@@ -5,7 +5,7 @@
 #include <cstring>
 #include <thread>
 
-#include "frame/reciprocal_table.h"
+#include "line/reciprocal_table.h"
 #include "shared_library.h"
 #include "suite.h"
 

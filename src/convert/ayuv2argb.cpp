@@ -1,4 +1,4 @@
-#include "frame/line_loop.h"
+#include "line/line_loop.h"
 
 namespace qx::QX_ISA {
 

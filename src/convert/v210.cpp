@@ -1,4 +1,4 @@
-#include "frame/vec_samples.h"
+#include "vec/vec_samples.h"
 
 namespace qx::QX_ISA {
 

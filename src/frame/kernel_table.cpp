@@ -1,6 +1,6 @@
 // The table of one build: the kernels of its namespace, by name.
 #include "frame/kernels.h"
-#include "frame/vec.h"
+#include "vec/vec.h"
 
 namespace qx::QX_ISA {
 

@@ -1,6 +1,6 @@
 #include "frame/load.h"
 
-#include "frame/reciprocal_table.h"
+#include "line/reciprocal_table.h"
 
 #if defined(_WIN32)
 #include <windows.h>

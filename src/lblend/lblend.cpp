@@ -1,4 +1,4 @@
-#include "frame/composite.h"
+#include "line/composite.h"
 
 namespace qx::QX_ISA {
 

@@ -1,5 +1,5 @@
-#include "frame/line_loop.h"
-#include "frame/pixel.h"
+#include "line/line_loop.h"
+#include "line/pixel.h"
 
 namespace qx::QX_ISA {
 

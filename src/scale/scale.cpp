@@ -1,6 +1,6 @@
-#include "frame/line_loop.h"
-#include "frame/pixel.h"
-#include "frame/vec_taps.h"
+#include "line/line_loop.h"
+#include "line/pixel.h"
+#include "vec/vec_taps.h"
 
 namespace qx::QX_ISA {
 

@@ -2,7 +2,7 @@
 // and blocks, which are so many vectors of pixels that one byte of each of their pixels fills one vector.
 #pragma once
 
-#include "frame/vec_bytes.h"
+#include "vec/vec_bytes.h"
 
 #if defined(__AVX512VBMI__)
 

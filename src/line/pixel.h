@@ -1,7 +1,7 @@
 // Arithmetic on whole pixels that several kernels share.
 #pragma once
 
-#include "frame/vec_bytes.h"
+#include "vec/vec_bytes.h"
 
 namespace qx::QX_ISA {
 

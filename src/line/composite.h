@@ -2,8 +2,8 @@
 // variant is a weight, which says how much of the foreground counts.
 #pragma once
 
-#include "frame/alphas.h"
-#include "frame/line_loop.h"
+#include "line/alphas.h"
+#include "line/line_loop.h"
 
 namespace qx::QX_ISA {
 

@@ -3,7 +3,7 @@
 // word.
 #pragma once
 
-#include "frame/vec.h"
+#include "vec/vec.h"
 
 namespace qx::QX_ISA {
 

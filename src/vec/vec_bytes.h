@@ -1,7 +1,7 @@
 // Bytes of pixels moved about: within their pixels, from pixels to planes and back.
 #pragma once
 
-#include "frame/vec.h"
+#include "vec/vec.h"
 
 namespace qx::QX_ISA {
 

@@ -1,7 +1,7 @@
 // The pixels of a line that a linear resampler mixes.
 #pragma once
 
-#include "frame/vec_memory.h"
+#include "vec/vec_memory.h"
 
 namespace qx::QX_ISA {
 

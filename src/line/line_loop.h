@@ -3,7 +3,7 @@
 
 #include <stddef.h>
 
-#include "frame/vec_memory.h"
+#include "vec/vec_memory.h"
 
 namespace qx::QX_ISA {
 

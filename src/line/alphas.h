@@ -2,9 +2,9 @@
 // in both of its lanes; and Packed, where a build packs bytes, with the alphas of a whole block.
 #pragma once
 
-#include "frame/pixel.h"
-#include "frame/reciprocal_table.h"
-#include "frame/vec_block.h"
+#include "line/pixel.h"
+#include "line/reciprocal_table.h"
+#include "vec/vec_block.h"
 
 namespace qx::QX_ISA {
 

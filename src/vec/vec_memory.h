@@ -2,7 +2,7 @@
 // is touched. The loops take anything as a line that has `+ i`, load and load_n.
 #pragma once
 
-#include "frame/vec_block.h"
+#include "vec/vec_block.h"
 
 namespace qx::QX_ISA {
 
