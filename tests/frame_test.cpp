@@ -11,7 +11,7 @@
 
 namespace {
 
-TEST(Load, FillsTheReciprocalTable) {
+TEST(Frame, HoldsTheReciprocals) {
     EXPECT_EQ(qx::ReciprocalTable[0], 0);
     EXPECT_EQ(qx::ReciprocalTable[1], 65535);
     EXPECT_EQ(qx::ReciprocalTable[2], 32767);

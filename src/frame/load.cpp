@@ -1,7 +1,5 @@
 #include "frame/load.h"
 
-#include "line/reciprocal_table.h"
-
 #if defined(_WIN32)
 #include <windows.h>
 #endif
@@ -16,8 +14,6 @@ const Build builds[kBuilds] = {
 
 const KernelTable* active = &sse2::kernels;
 
-uint16_t ReciprocalTable[256];
-
 // __builtin_cpu_supports also asks the operating system (XGETBV) whether it keeps the wide registers.
 int usable_builds() {
     __builtin_cpu_init();
@@ -27,10 +23,7 @@ int usable_builds() {
     return avx512 ? 3 : 2;
 }
 
-void on_load() {
-    for (unsigned i = 1; i < 256; ++i) ReciprocalTable[i] = static_cast<uint16_t>(65535 / i);
-    active = builds[usable_builds() - 1].kernels;
-}
+void on_load() { active = builds[usable_builds() - 1].kernels; }
 
 }  // namespace qx
 

@@ -1,4 +1,4 @@
-// What happens once, when the library is loaded: the choice of a build and the filling of ReciprocalTable.
+// What happens once, when the library is loaded: the choice of a build.
 #pragma once
 
 #include "frame/kernels.h"

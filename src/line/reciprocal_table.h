@@ -1,11 +1,22 @@
-// 65535 / i, truncated, for i of 1 to 255, and 0 for i of 0: what qx_sblend divides by. Filled when the
-// library is loaded, before a build that reads it is chosen.
+// 65535 / i, truncated, for i of 1 to 255, and 0 for i of 0: the reciprocals of the qx_sblend family's
+// alphas. Builds that look bytes up in registers read it; the others divide.
 #pragma once
 
 #include <stdint.h>
 
 namespace qx {
 
-extern uint16_t ReciprocalTable[256];
+struct Reciprocals {
+    uint16_t of[256] = {};
+
+    constexpr Reciprocals() {
+        for (unsigned i = 1; i < 256; ++i) of[i] = static_cast<uint16_t>(65535 / i);
+    }
+};
+
+// Worked out by the compiler, and each unit's own: nothing is filled at load, and no copy of one build can
+// become another's.
+static constexpr Reciprocals reciprocals;
+static constexpr const uint16_t (&ReciprocalTable)[256] = reciprocals.of;
 
 }  // namespace qx
