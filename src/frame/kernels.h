@@ -4,28 +4,33 @@
 
 #include "qxpixlib.h"
 
-#define QX_FAMILY(X, family) \
-    X(family)                \
-    X(family##_t)            \
-    X(family##_m)            \
-    X(family##_mt)           \
-    X(family##_mlt)
-
-#define QX_KERNELS(X)    \
-    X(fill)              \
-    X(argb2ayuv)         \
-    X(ayuv2argb)         \
-    X(v210yuv422p10)     \
-    QX_FAMILY(X, blend)  \
-    QX_FAMILY(X, lblend) \
-    QX_FAMILY(X, sblend) \
-    X(alpha)             \
-    X(mask)              \
-    X(lin_pix)           \
-    X(zoom_in2x1d)       \
-    X(zoom_in2x2d)       \
-    X(scale_1d)          \
-    X(scale_horz)        \
+#define QX_KERNELS(X) \
+    X(fill)           \
+    X(argb2ayuv)      \
+    X(ayuv2argb)      \
+    X(v210yuv422p10)  \
+    X(blend)          \
+    X(blend_t)        \
+    X(blend_m)        \
+    X(blend_mt)       \
+    X(blend_mlt)      \
+    X(lblend)         \
+    X(lblend_t)       \
+    X(lblend_m)       \
+    X(lblend_mt)      \
+    X(lblend_mlt)     \
+    X(sblend)         \
+    X(sblend_t)       \
+    X(sblend_m)       \
+    X(sblend_mt)      \
+    X(sblend_mlt)     \
+    X(alpha)          \
+    X(mask)           \
+    X(lin_pix)        \
+    X(zoom_in2x1d)    \
+    X(zoom_in2x2d)    \
+    X(scale_1d)       \
+    X(scale_horz)     \
     X(zoom_outNx)
 
 // The builds, each able to run only where the ones before it can.

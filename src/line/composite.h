@@ -53,7 +53,7 @@ struct InBlocks<MappedMask> {
 #if defined(QX_PACKS_BYTES)
 // Whole blocks from pixel i on: finish(i, begin(i)), each block begun before the one before it is finished.
 // What is begun is one long chain of operations, which would leave the processor waiting. Returns the pixel
-// behind the blocks.
+// after the blocks.
 template <typename Begin, typename Finish>
 QX_INLINE int32_t walk_blocks(int32_t i, int32_t end, Begin begin, Finish finish) {
     auto begun = begin(i);
@@ -74,7 +74,7 @@ QX_INLINE Packed load_alphas(const Argb32* line) {
 }
 #endif
 
-// Composites what is better done in blocks, from pixel i on, and returns the pixel behind: covers, and
+// Composites what is better done in blocks, from pixel i on, and returns the pixel after them: covers, and
 // weights that a table takes part in.
 template <typename Step, typename Weight, typename... Lines>
 QX_INLINE int32_t composite_blocks(int32_t i, [[maybe_unused]] const Step& step,
@@ -161,24 +161,24 @@ QX_INLINE void composite_mapped(Step step, Argb32* dst, const Argb32* bg, const 
     composite(step, mask_opacity_weight(opacity), dst, bg, fg, count, mapped);
 }
 
-// The five kernels of a family.
-#define QX_COMPOSITE_FAMILY(family, step)                                                                  \
-    void family(Argb32* dst, const Argb32* bg, const Argb32* fg, int32_t count) {                          \
-        composite(step, plain_weight, dst, bg, fg, count);                                                 \
-    }                                                                                                      \
-    void family##_t(Argb32* dst, const Argb32* bg, const Argb32* fg, int32_t count, uint32_t opacity) {    \
-        composite(step, opacity_weight(opacity), dst, bg, fg, count);                                      \
-    }                                                                                                      \
-    void family##_m(Argb32* dst, const Argb32* bg, const Argb32* fg, int32_t count, const uint8_t* mask) { \
-        composite(step, mask_weight, dst, bg, fg, count, mask);                                            \
-    }                                                                                                      \
-    void family##_mt(Argb32* dst, const Argb32* bg, const Argb32* fg, int32_t count, const uint8_t* mask,  \
-                     uint32_t opacity) {                                                                   \
-        composite(step, mask_opacity_weight(opacity), dst, bg, fg, count, mask);                           \
-    }                                                                                                      \
-    void family##_mlt(Argb32* dst, const Argb32* bg, const Argb32* fg, int32_t count, const uint8_t* mask, \
-                      const uint8_t* lut, uint32_t opacity) {                                              \
-        composite_mapped(step, dst, bg, fg, count, mask, lut, opacity);                                    \
+// The five kernels of a family, by their names.
+#define QX_COMPOSITE_FAMILY(step, plain, t, m, mt, mlt)                                           \
+    void plain(Argb32* dst, const Argb32* bg, const Argb32* fg, int32_t count) {                  \
+        composite(step, plain_weight, dst, bg, fg, count);                                        \
+    }                                                                                             \
+    void t(Argb32* dst, const Argb32* bg, const Argb32* fg, int32_t count, uint32_t opacity) {    \
+        composite(step, opacity_weight(opacity), dst, bg, fg, count);                             \
+    }                                                                                             \
+    void m(Argb32* dst, const Argb32* bg, const Argb32* fg, int32_t count, const uint8_t* mask) { \
+        composite(step, mask_weight, dst, bg, fg, count, mask);                                   \
+    }                                                                                             \
+    void mt(Argb32* dst, const Argb32* bg, const Argb32* fg, int32_t count, const uint8_t* mask,  \
+            uint32_t opacity) {                                                                   \
+        composite(step, mask_opacity_weight(opacity), dst, bg, fg, count, mask);                  \
+    }                                                                                             \
+    void mlt(Argb32* dst, const Argb32* bg, const Argb32* fg, int32_t count, const uint8_t* mask, \
+             const uint8_t* lut, uint32_t opacity) {                                              \
+        composite_mapped(step, dst, bg, fg, count, mask, lut, opacity);                           \
     }
 
 }  // namespace qx::QX_ISA

@@ -7,11 +7,11 @@ namespace qx::QX_ISA {
 // The positions of the outputs in the source line, in 1/256 of a pixel: start + j * step, but for the last
 // one, which is pinned 1/256 before the end, so that its right tap is the last pixel. The truncated step
 // falls short of that by up to a pixel for every 256 outputs.
-struct StepTable {
+struct Positions {
     uint32_t start, step, last;
 };
 
-QX_INLINE StepTable scale_step_table(uint32_t start, int32_t src_count, int32_t dst_count) {
+QX_INLINE Positions scale_step_table(uint32_t start, int32_t src_count, int32_t dst_count) {
     const uint32_t end = static_cast<uint32_t>(src_count - 1) * 256;
     return {start, (end - start - 1) / static_cast<uint32_t>(dst_count - 1), end - 1};
 }
@@ -24,17 +24,17 @@ QX_INLINE U8 interpolate(const Taps& taps) {
 // Whole groups of four outputs. The second of every two outputs has the first one's right neighbour for its
 // left tap, whatever its own position says: it looks wrong, and is the contract.
 QX_INLINE void scale_line_interp(Argb32* dst, const Argb32* src, int32_t dst_count, int32_t src_count,
-                                 const StepTable& table) {
+                                 const Positions& positions) {
     const bool pinned = dst_count % 4 == 0;  // else the last output is not written
     const int32_t regular = dst_count / 4 * 4 - pinned;
     generate(dst, regular, [&](int32_t j, int n) QX_LAMBDA {
-        uint32_t position = table.start + static_cast<uint32_t>(j) * table.step;
-        return interpolate(load_taps(src, src_count, position, table.step, n));
+        uint32_t position = positions.start + static_cast<uint32_t>(j) * positions.step;
+        return interpolate(load_taps(src, src_count, position, positions.step, n));
     });
     if (pinned) {
-        uint32_t before = table.start + static_cast<uint32_t>(regular - 1) * table.step;
-        Taps taps = {load_n(src + (before >> 8) + 1, 1), load_n(src + (table.last >> 8) + 1, 1),
-                     splat_16(table.last & 255)};
+        uint32_t before = positions.start + static_cast<uint32_t>(regular - 1) * positions.step;
+        Taps taps = {load_n(src + (before >> 8) + 1, 1), load_n(src + (positions.last >> 8) + 1, 1),
+                     splat_16(positions.last & 255)};
         store_n(dst + regular, interpolate(taps), 1);
     }
 }
@@ -45,9 +45,9 @@ void scale_1d(Argb32* dst, int32_t dst_count, const Argb32* src, int32_t src_cou
 
 void scale_horz(Argb32* dst, int32_t dst_width, int32_t dst_stride, const Argb32* src, int32_t src_width,
                 int32_t height, int32_t src_stride) {
-    const StepTable table = scale_step_table(0, src_width, dst_width);
+    const Positions positions = scale_step_table(0, src_width, dst_width);
     for (int32_t y = 0; y < height; ++y, dst += dst_stride, src += src_stride)
-        scale_line_interp(dst, src, dst_width, src_width, table);
+        scale_line_interp(dst, src, dst_width, src_width, positions);
 }
 
 }  // namespace qx::QX_ISA
