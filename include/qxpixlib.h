@@ -207,7 +207,8 @@ QX_API void QX_CALL qx_zoom_in2x1d(Argb32* dst, const Argb32* src, int32_t count
  * row is a copy of the one before it. Where width % 4 is not 0, the pixels at the end of an even row that
  * qx_zoom_in2x1d would leave stay as they were, and enter the odd rows as they are.
  *
- * A height of 0 or below copies row 0 of dst to row 1, and does no more. A width of 0 or below does nothing.
+ * A height of 0 or below copies row 0 of dst to row 1, and does no more. A width of 0 or below, or above
+ * 1073741823, does nothing.
  * dst and src may not overlap. */
 QX_API void QX_CALL qx_zoom_in2x2d(Argb32* dst, const Argb32* src, int32_t width, int32_t height,
                                    int32_t src_stride);

@@ -1,6 +1,7 @@
 // Memory that faults when anything outside it is touched.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -10,6 +11,7 @@
 #include <windows.h>
 #else
 #include <sys/mman.h>
+#include <unistd.h>
 #endif
 
 constexpr size_t kPage = 4096;  // of every x86 system
@@ -35,6 +37,22 @@ inline void release_pages(uint8_t* p, [[maybe_unused]] size_t bytes) {
     VirtualFree(p, 0, MEM_RELEASE);
 #else
     munmap(p, bytes);
+#endif
+}
+
+// Pages in which a piece of `piece` bytes is seen again and again, or null where there is no room.
+inline uint8_t* repeat_pages([[maybe_unused]] size_t piece, [[maybe_unused]] size_t bytes) {
+#if defined(_WIN32)
+    return nullptr;
+#else
+    uint8_t* all = sizeof(void*) < 8 ? nullptr : reserve_pages(bytes);
+    const int file = memfd_create("piece", 0);
+    bool mapped = all != nullptr && file >= 0 && ftruncate(file, off_t(piece)) == 0;
+    for (size_t at = 0; mapped && at < bytes; at += piece)
+        mapped = mmap(all + at, std::min(piece, bytes - at), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_FIXED,
+                      file, 0) != MAP_FAILED;
+    close(file);
+    return mapped ? all : nullptr;
 #endif
 }
 

@@ -1,5 +1,6 @@
 // The kernels whose output has another shape than their input: v210, zoom and the scalers.
 #include <climits>
+#include <numeric>
 
 #include "suite.h"
 
@@ -36,7 +37,7 @@ class PictureKernelTest : public testing::TestWithParam<qx::Build> {
 INSTANTIATE_TEST_SUITE_P(All, PictureKernelTest, testing::ValuesIn(tables()),
                          [](const auto& info) { return std::string(info.param.name); });
 
-// Would catch: a sample from the wrong bits, or any access behind the last block or the last sample.
+// Would catch: a sample from the wrong bits, or any access past the last block or the last sample.
 TEST_P(PictureKernelTest, V210GivesEveryEvenCountItsThreePlanes) {
     for (int count : {2, 4, 6, 8, 10, 12, 14, 24, 46, 48, 50, 52, 94, 96, 98, 144, 720, 1280, 1918, 1920}) {
         SCOPED_TRACE(count);
@@ -88,7 +89,7 @@ TEST_P(PictureKernelTest, DoublesPictures) {
     }
 }
 
-// All sizes, and long lines on which the pinned last position lies several pixels behind the one before.
+// All sizes, and long lines on which the pinned last position lies several pixels after the one before.
 // Would catch: a tap of the wrong pixel, a window that reaches past the line, a step that overflows.
 TEST_P(PictureKernelTest, ScalesLines) {
     std::vector<std::pair<int, int>> sizes = {{1280, 1920}, {1920, 1280}, {1440, 1920}, {1920, 1440},
@@ -173,12 +174,13 @@ TEST(PictureExports, WriteNothingForImpossibleSizes) {
     qx_v210yuv422p10(nullptr, nullptr, 47);
     qx_v210yuv422p10(nullptr, nullptr, INT_MAX);
     qx_zoom_in2x1d(nullptr, nullptr, 3);
+    qx_zoom_in2x2d(nullptr, nullptr, 1 << 30, 5, 5);
     qx_scale_1d(nullptr, 3, nullptr, 100);
     qx_scale_1d(nullptr, 100, nullptr, 8388608);
     qx_scale_horz(nullptr, 100, 100, nullptr, INT_MAX, 1, 100);
 }
 
-// Would catch: 32-bit arithmetic in strides. A row lies behind the reach of an int when counted in bytes.
+// Would catch: 32-bit arithmetic in strides. A row lies beyond the reach of an int when counted in bytes.
 TEST(PictureExports, ReachRowsBeyondTwoGigabytes) {
     if (sizeof(void*) < 8) GTEST_SKIP() << "no room for it";
     constexpr size_t kFar = size_t{600} << 20, kBytes = (kFar + 1024) * 4;  // pixels; two rows are touched
@@ -190,6 +192,23 @@ TEST(PictureExports, ReachRowsBeyondTwoGigabytes) {
     qx_scale_horz(dst, 16, 16, src, 16, 2, int32_t(kFar));
     EXPECT_EQ(dst[16], 0x40404040u);
     release_pages(p, kBytes);
+}
+
+// Would catch: 32-bit arithmetic in columns, of which the last ones are read past pixel 2^31 - 1.
+TEST(PictureExports, ReachColumnsBeyondTwoGigabytes) {
+    constexpr int32_t kWidth = (1 << 30) + 64, kPiece = 1 << 24;  // pixels
+    const size_t dst_bytes = size_t{kWidth} * 4, src_bytes = size_t{kWidth} * 8;
+    auto* dst = reinterpret_cast<Argb32*>(repeat_pages(kPiece * 4, dst_bytes));
+    auto* src = reinterpret_cast<Argb32*>(repeat_pages(kPiece * 4, src_bytes));
+    if (dst == nullptr || src == nullptr) GTEST_SKIP() << "no address space for it";
+    std::iota(src, src + kPiece, 0u);
+    for (const qx::Build& build : machine_builds()) {
+        std::fill_n(dst, kPiece, 1);
+        build.kernels->zoom_outNx(dst, kWidth, 1, src, INT_MAX, 1);
+        for (uint32_t x = 0; x < kPiece; ++x) ASSERT_EQ(dst[x], 2 * x % kPiece) << build.name;
+    }
+    release_pages(reinterpret_cast<uint8_t*>(dst), dst_bytes);
+    release_pages(reinterpret_cast<uint8_t*>(src), src_bytes);
 }
 
 }  // namespace

@@ -70,9 +70,9 @@ void qx_zoom_in2x1d(Argb32* dst, const Argb32* src, int32_t count) {
     if (count >= 4) active->zoom_in2x1d(dst, src, count);
 }
 
-// Any height: one of 0 or below still copies a row.
+// Any height: one of 0 or below still copies a row. A doubled row has to be a count.
 void qx_zoom_in2x2d(Argb32* dst, const Argb32* src, int32_t width, int32_t height, int32_t src_stride) {
-    if (width > 0) active->zoom_in2x2d(dst, src, width, height, src_stride);
+    if (width > 0 && width <= INT32_MAX / 2) active->zoom_in2x2d(dst, src, width, height, src_stride);
 }
 
 // The scalers write whole groups of four outputs, and hold positions in 1/256 of a pixel in 31 bits.

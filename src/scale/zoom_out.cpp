@@ -14,7 +14,7 @@ void zoom_outNx(Argb32* dst, int32_t dst_width, int32_t dst_height, const Argb32
     if (fx <= 0 || fy <= 0) return;
     for (int32_t y = 0; y < dst_height; ++y, dst += dst_width) {
         const Argb32* row = src + y * fy * src_width;
-        int32_t x = 0;
+        ptrdiff_t x = 0;
         for (; dst_width - x >= kPixels; x += kPixels)
             store(dst + x, fx == 2 ? load_every_second(row + 2 * x) : load_every(row + x * fx, fx));
         for (; x < dst_width; ++x) __builtin_memcpy(dst + x, row + x * fx, sizeof(Argb32));
