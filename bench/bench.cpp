@@ -20,7 +20,7 @@ const char usage[] =
     "  REGEX           run only the kernels whose name and size match, such as 'sblend.* 1920$'\n"
     "  --json          every figure, for programs\n"
     "  --instructions  instructions for 16 pixels instead of times\n"
-    "  --offset BYTES  let every line begin so far behind a multiple of 64; 0 unless given\n";
+    "  --offset BYTES  let every line begin so far after a multiple of 64; 0 unless given\n";
 
 struct Options {
     bool json = false, instructions = false;
@@ -98,7 +98,7 @@ int main(int argc, char** argv) {
         print_json(results, others.processors());
         return 0;
     }
-    std::printf("%s; lines begin %zu bytes behind a multiple of 64.\n", processor_name().c_str(),
+    std::printf("%s; lines begin %zu bytes after a multiple of 64.\n", processor_name().c_str(),
                 line_offset);
     for (const Shape& shape : shapes) print_table(shape, results);
     if (others.processors() > 0.1)

@@ -14,8 +14,8 @@ struct Case {
     std::function<void(const qx::KernelTable&, const Job&, int times)> run;
     std::function<void(const Job&)> expect;
     Input input = Input::kRandom;
-    int copied_lines =
-        -1;  // the streams of its bare copy; none where a line has another length than its result
+    // The streams of its bare copy; none where a line has another length than its result.
+    int copied_lines = -1;
     bool copied_mask = false;
 };
 

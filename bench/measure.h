@@ -26,7 +26,7 @@ struct Result {
     std::vector<Figure> figures;
 };
 
-// Lines begin so many bytes behind a multiple of 64.
+// Lines begin so many bytes after a multiple of 64.
 extern size_t line_offset;
 
 // Runs every contender; leaves the program if one of them gives a wrong result.

@@ -38,7 +38,9 @@ objects) # nothing that the linker could take from this build for another one
     if [ "$build" = sse2 ]; then
         if grep -E '[%][yz]mm|^ .*:[[:space:]]+v[a-z]' "$scratch/code"; then fail "VEX instructions in sse2"; fi
     else
-awk '/>:$/ { name = $2; dirty = 0 } /[%][yz]mm/ { dirty = 1 } /vzeroupper/ { dirty = 0 }
+        awk '/>:$/ { name = $2; dirty = 0 }
+             /[%][yz]mm/ { dirty = 1 }
+             /vzeroupper/ { dirty = 0 }
              /[[:space:]]ret/ { returns++; if (dirty) { print name, "returns without vzeroupper"; failed = 1 } }
              END { exit failed || !returns }' "$scratch/code" || fail "upper register halves in $build"
     fi

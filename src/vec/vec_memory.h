@@ -17,7 +17,7 @@ QX_INLINE U8 load(const Argb32* p) {
 }
 QX_INLINE void store(Argb32* p, U8 px) { *reinterpret_cast<U8Anywhere*>(p) = px; }
 
-// The first n pixels, 0 < n < kPixels; load_n leaves zeros behind them. Lane masks where a masked access is
+// The first n pixels, 0 < n < kPixels; load_n leaves zeros after them. Lane masks where a masked access is
 // as good as a plain one; elsewhere register moves, the larger pieces first.
 #if defined(__AVX512VBMI__)
 QX_INLINE __mmask16 first_lanes(int n) { return static_cast<__mmask16>((1u << n) - 1); }

@@ -24,7 +24,7 @@ QX_INLINE void unpack_samples(uint16_t* dst, const uint8_t* block, int n) {
 }
 
 #if defined(__AVX512VBMI__)
-// 32 samples from `first` on; those behind the group's last are no samples.
+// 32 samples from `first` on; those after the group's last are no samples.
 template <typename Plane, int first>
 QX_INLINE U16 samples(const uint8_t* group) {
     static constexpr auto index =

@@ -61,7 +61,7 @@ QX_INLINE U8 permute_pixels(Pair px, U32 index) {
 }
 #endif
 
-// Pixels 0, 2, 4 and so on of a line; nothing behind the last of them is read.
+// Pixels 0, 2, 4 and so on of a line; nothing after the last of them is read.
 QX_INLINE U8 load_every_second(const Argb32* src) {
     U8 first = load(src), second = load(src + kPixels - 1);
 #if defined(__AVX512VBMI__)
@@ -112,7 +112,7 @@ QX_INLINE Taps load_taps(const Argb32* src, [[maybe_unused]] int32_t src_count, 
     U32 positions = (position & 255) + lane.vector() * step;
     U16 fraction = spread_byte<0>(U8(positions));
 #if defined(__AVX2__)
-    // The last right tap of a vector is at most (255 + (kPixels - 1) * step) / 256 + 1 pixels behind its
+    // The last right tap of a vector is at most (255 + (kPixels - 1) * step) / 256 + 1 pixels after its
     // base.
     constexpr uint32_t kOneVector = (kPixels - 2) * 256 / (kPixels - 1);
     constexpr uint32_t kTwoVectors = (2 * kPixels - 2) * 256 / (kPixels - 1);
