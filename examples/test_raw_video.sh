@@ -1,7 +1,7 @@
 #!/bin/sh
 # The programs that take raw pictures: titler, on frames through pipes, and compose.py, on files. What they make is
 # held against the compose program's pictures.
-# usage: raw_video.sh BUILD EXAMPLES [LIBRARY], compose.py being left out where there is no LIBRARY for Python to load
+# usage: test_raw_video.sh BUILD EXAMPLES [LIBRARY], compose.py being left out where there is no LIBRARY for Python to load
 set -eu
 build=$1
 examples=$2

@@ -1,6 +1,6 @@
 #!/bin/sh
 # The compose program as its users meet it: right results, clear errors, nothing half-written.
-# usage: compose.sh PROGRAM MEDIA
+# usage: test_compose.sh PROGRAM MEDIA
 set -eu
 
 compose=$1
