@@ -2,7 +2,6 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
-#include <cstring>
 
 #include "picture.h"
 
@@ -54,8 +53,6 @@ Picture contact_sheet(const Picture* (&tiles)[4]) {
     return sheet;
 }
 
-std::string size_of(const Picture& p) { return std::to_string(p.width) + " x " + std::to_string(p.height); }
-
 void compose_all(const Picture& background, const Picture& title, const std::string& directory) {
     Picture results[3];
     const Picture* tiles[4] = {&background, &results[0], &results[1], &results[2]};
@@ -98,7 +95,8 @@ Options parse(int argc, char** argv) {
     return options;
 }
 
-void run(const Options& options) {
+void run(int argc, char** argv) {
+    const Options options = parse(argc, argv);
     const Family& family = family_named(options.family);
     const Picture background = load_png(options.files[0]), title = load_png(options.files[1]);
     if (size_of(background) != size_of(title))
@@ -106,19 +104,11 @@ void run(const Options& options) {
     if (!options.directory.empty()) return compose_all(background, title, options.directory);
     Picture out(background.width, background.height);
     compose(family, out, background, title);
-    save_png(options.files[2], out);
-    std::printf("%s: %s\n", options.files[2].c_str(), size_of(out).c_str());
+    const std::string& path = options.files[2];
+    save_png(path, out);
+    if (!is_standard_output(path)) std::printf("%s: %s\n", path.c_str(), size_of(out).c_str());
 }
 
 }  // namespace
 
-int main(int argc, char** argv) {
-    try {
-        if (argc == 2 && std::strcmp(argv[1], "--help") == 0) return std::fputs(usage, stdout) < 0;
-        run(parse(argc, argv));
-        return 0;
-    } catch (const std::exception& e) {
-        std::fprintf(stderr, "compose: %s\n", e.what());
-        return 1;
-    }
-}
+int main(int argc, char** argv) { return run_program("compose", usage, argc, argv, run); }

@@ -11,9 +11,9 @@ namespace {
 
 const char usage[] =
     "usage: gallery BACKGROUND.png TITLE.png LETTERS.png FOOTAGE.v210 DIRECTORY\n"
-    "The pictures and the one frame of v210 footage are 1280 x 720. Writes gallery.png,\n"
-    "edges.png and the footage unpacked into three planes, footage.planes, into the\n"
-    "directory.\n";
+    "The pictures and the one frame of v210 footage are 1280 x 720; the letters are cells of\n"
+    "8 x 18 pixels, one for each character from ! to ~. Writes gallery.png, edges.png and\n"
+    "the footage unpacked into three planes, footage.planes, into the directory.\n";
 
 constexpr int kWidth = 1280, kHeight = 720;
 
@@ -21,6 +21,7 @@ constexpr int kWidth = 1280, kHeight = 720;
 
 constexpr int kShrink = 5, kThumbWidth = kWidth / kShrink, kThumbHeight = kHeight / kShrink;
 constexpr int kGap = 8, kCaption = 18;
+constexpr int kLetter = 8;  // the picture of letters has a cell of this width for each character from ! to ~
 constexpr int kCellWidth = kThumbWidth + kGap, kCellHeight = kThumbHeight + kCaption + kGap;
 
 // The mean of kShrink x kShrink pixels, colours weighted by alpha.
@@ -50,12 +51,11 @@ struct Tile {
 };
 
 void draw_text(Picture& sheet, int left, int top, const char* text, const Picture& letters) {
-    constexpr int kCell = 8;  // letters has one cell for each character from ! on
-    for (; *text != 0; ++text, left += kCell) {
+    for (; *text != 0; ++text, left += kLetter) {
         if (*text == ' ') continue;
         for (int y = 0; y < letters.height; ++y) {
             Argb32* dst = sheet.row(top + y) + left;
-            qx_lblend(dst, dst, letters.row(y) + (*text - '!') * kCell, kCell);
+            qx_lblend(dst, dst, letters.row(y) + (*text - '!') * kLetter, kLetter);
         }
     }
 }
@@ -105,10 +105,10 @@ Planes unpack(const std::vector<char>& footage) {
 }
 
 void save_planes(const std::string& path, const Planes& planes) {
-    std::ofstream file(path, std::ios::binary);
+    std::vector<uint16_t> samples;
     for (const auto* plane : {&planes.y, &planes.cb, &planes.cr})
-        file.write(reinterpret_cast<const char*>(plane->data()), std::streamsize(plane->size() * 2));
-    if (!file.flush()) throw Error(path + ": cannot be written");
+        samples.insert(samples.end(), plane->begin(), plane->end());
+    save_file(path, samples.data(), samples.size() * sizeof(uint16_t));
 }
 
 Picture picture_of(const Planes& planes) {
@@ -247,28 +247,20 @@ void save_sheet(const std::string& path, const Picture& sheet, const char* what)
     std::printf("%-24s %d x %d   %s\n", path.c_str(), sheet.width, sheet.height, what);
 }
 
-void run(const std::vector<std::string>& files) {
-    const Picture background = load_png(files[0]), title = load_png(files[1]), letters = load_png(files[2]);
-    for (const Picture* p : {&background, &title})
-        if (p->width != kWidth || p->height != kHeight) throw Error("the pictures have to be 1280 x 720");
-    const Planes footage = unpack(load_footage(files[3]));
-    save_planes(files[4] + "/footage.planes", footage);
-    save_sheet(files[4] + "/gallery.png", contact_sheet(make_tiles(background, title, footage), 7, letters),
+void run(int argc, char** argv) {
+    if (argc != 6) throw Error("four files and a directory are needed; see --help");
+    const std::string directory = argv[5];
+    qx_pixinit();
+    const Picture background = load_png(argv[1], kWidth, kHeight), title = load_png(argv[2], kWidth, kHeight);
+    const Picture letters = load_png(argv[3], ('~' - '!' + 1) * kLetter, kCaption);
+    const Planes footage = unpack(load_footage(argv[4]));
+    save_planes(directory + "/footage.planes", footage);
+    save_sheet(directory + "/gallery.png", contact_sheet(make_tiles(background, title, footage), 7, letters),
                "every kernel once");
-    save_sheet(files[4] + "/edges.png", contact_sheet(make_edges(), 3, letters),
+    save_sheet(directory + "/edges.png", contact_sheet(make_edges(), 3, letters),
                "a soft edge by each family");
 }
 
 }  // namespace
 
-int main(int argc, char** argv) {
-    if (argc != 6) return std::fputs(usage, stderr), 2;
-    try {
-        qx_pixinit();
-        run({argv + 1, argv + argc});
-        return 0;
-    } catch (const std::exception& e) {
-        std::fprintf(stderr, "gallery: %s\n", e.what());
-        return 1;
-    }
-}
+int main(int argc, char** argv) { return run_program("gallery", usage, argc, argv, run); }

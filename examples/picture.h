@@ -1,15 +1,11 @@
 // Pictures in memory as the library wants them, and in PNG files.
 #pragma once
 
-#include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "program.h"
 #include "qxpixlib.h"
-
-struct Error : std::runtime_error {
-    using std::runtime_error::runtime_error;
-};
 
 struct Picture {
     int width = 0, height = 0;
@@ -22,6 +18,11 @@ struct Picture {
     const Argb32* row(int y) const { return pixels.data() + size_t(y) * size_t(width); }
 };
 
-// Both throw Error with a sentence that names the file. A file is written whole or not at all.
+std::string size_of(int width, int height);
+inline std::string size_of(const Picture& p) { return size_of(p.width, p.height); }
+
+// All throw Error with a sentence that names the file. The second takes a picture of this size alone; a file
+// is saved as by save_file.
 Picture load_png(const std::string& path);
+Picture load_png(const std::string& path, int width, int height);
 void save_png(const std::string& path, const Picture& picture);
