@@ -61,7 +61,7 @@ void f0r_get_param_value(f0r_instance_t instance, f0r_param_t value, int index) 
 void f0r_update2(f0r_instance_t instance, double time, const uint32_t* bottom, const uint32_t* top,
                  const uint32_t* unused, uint32_t* out) {
     const Instance* self = instance;
-    const double opacity = self->opacity < 0 ? 0 : self->opacity > 1 ? 1 : self->opacity;
+    const double opacity = self->opacity > 1 ? 1 : self->opacity > 0 ? self->opacity : 0; /* NaN is 0 */
     (void)time, (void)unused;
     for (int32_t y = 0; y < self->height; ++y) {
         const size_t row = (size_t)y * (size_t)self->width;
