@@ -123,7 +123,7 @@ refuses 'new.png is 1280 x 720, and has to be 752 x 18' show
 # ---- standard output ----
 
 help_to() { "$1" --help >"$2"; }
-for program in compose gallery; do
+for program in compose gallery titler; do
     help_to "$build/$program" "$scratch/said" || fail "$program --help fails"
     grep -q "usage: $program" "$scratch/said" || fail "$program has no usage"
     refuses "$program: standard output.*No space" help_to "$build/$program" /dev/full

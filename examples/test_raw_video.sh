@@ -59,8 +59,8 @@ decibels=$(ffmpeg -f rawvideo -pix_fmt bgra -s 1280x720 -i "$scratch/unpacked" -
     -i "$scratch/background" -lavfi psnr -f null - 2>&1 | sed -n 's/.*average:\([0-9]*\).*/\1/p')
 [ "${decibels:-0}" -ge 35 ] || fail "v210 comes out $decibels dB from what went in"
 
-refuses 'size has to be given' --size 1280y720
-refuses 'not the size of the video' --size 640x360
+for size in 1280y720 4294968576x720 1280x720p 1280x; do refuses 'size has to be given' --size $size; done
+refuses 'has to be 640 x 360' --size 640x360
 refuses 'unknown option' --tilte x
 refuses 'needs --frames' --fade-out 3
 refuses 'not a number' --threads 0
@@ -69,7 +69,33 @@ grep -q 'cut short' "$scratch/said" || fail "a short frame is not said"
 cmp "$scratch/out" "$scratch/lblend" # the whole frame before it, and no part of another
 if { titled <"$scratch/video" || touch "$scratch/failed"; } | head -c 10 >/dev/null; then :; fi
 [ -e "$scratch/failed" ] || fail "a closed pipe is no error"
-grep -q 'cannot be written' "$scratch/said" || fail "a closed pipe is not said"
+grep -q 'output cannot be written: Broken' "$scratch/said" || fail "a closed pipe is not said"
+
+# What cannot be read is not the end of the video; what has not come yet is waited for.
+unreadable() { # WORDS: standard input fails with these words
+    if titled >"$scratch/out"; then fail "taken for the end of the video: $1"; fi
+    grep -q "input cannot be read: $1" "$scratch/said" || fail "'$1' not said: $(cat "$scratch/said")"
+}
+unreadable 'Is a directory' <"$scratch"
+unreadable 'Bad file' <&-
+{ sleep 0.3 && cat "$scratch/background"; } | {
+    dd iflag=nonblock count=0 2>"$scratch/dd" # makes the pipe non-blocking for the next reader too
+    titled
+} | cmp - "$scratch/lblend"
+
+# There is no room for 720 threads' stacks: those that start make the whole frame. A sanitizer's program cannot
+# start under that limit.
+within() { (ulimit -v 1000000 && "$@"); } # KiB
+if within "$titler" --help >"$scratch/said" 2>&1; then
+    within titled --threads 100000 <"$scratch/background" | cmp - "$scratch/lblend"
+fi
+
+# A title that has gone comes back at no later frame, be it where 32 bits are full.
+ffmpeg -v error -y -f lavfi -i color=white:16x16,format=rgba,crop=1:1 -frames:v 1 "$scratch/dot.png"
+head -c $((4 * 8388612)) /dev/zero |
+    "$titler" --size 1x1 --title "$scratch/dot.png" --frames 1 --fade-out 1 2>/dev/null >"$scratch/out"
+cmp -s -n 4 "$scratch/out" /dev/zero && fail "no title to begin with"
+tail -c +5 "$scratch/out" | tr -d '\0' | cmp - /dev/null || fail "the title comes back"
 
 # ---- compose.py ----
 

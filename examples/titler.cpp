@@ -1,12 +1,11 @@
 // Lays a title over raw video that comes in on standard input, and writes it to standard output.
+#include <unistd.h>
+
 #include <algorithm>
-#include <cerrno>
 #include <chrono>
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
-#include <thread>
+#include <future>
 
 #include "picture.h"
 #include "v210.h"
@@ -45,7 +44,9 @@ Options parse(int argc, char** argv) {
         if (i + 1 == argc) throw Error(option + " needs a value; see --help");
         const char* value = argv[i + 1];
         if (option == "--size") {
-            if (std::sscanf(value, "%dx%d", &o.width, &o.height) != 2) o.width = 0;
+            int length = 0;
+            std::sscanf(value, "%5dx%5d%n", &o.width, &o.height, &length);
+            if (length == 0 || value[length] != 0) o.width = 0;
         } else if (option == "--title") {
             o.title = value;
         } else if (option == "--matte") {
@@ -69,32 +70,26 @@ Options parse(int argc, char** argv) {
     if (o.title.empty()) throw Error("--title is needed; see --help");
     if (o.input != "bgra" && o.input != "v210") throw Error("--input is bgra or v210");
     if (o.input == "v210" && o.width % 2 != 0) throw Error("v210 has an even width");
+    o.threads = std::min(o.threads, o.height);
     if (o.fade_out > 0 && o.frames == 0) throw Error("--fade-out needs --frames");
     return o;
-}
-
-Picture load_of_size(const std::string& path, const Options& o) {
-    Picture picture = load_png(path);
-    if (picture.width != o.width || picture.height != o.height)
-        throw Error(path + ": " + std::to_string(picture.width) + "x" + std::to_string(picture.height) +
-                    " is not the size of the video");
-    return picture;
 }
 
 class Titler {
  public:
     explicit Titler(const Options& options)
-        : o_(options), title_(load_of_size(o_.title, o_)), frame_(o_.width, o_.height) {
+        : o_(options), title_(load_png(o_.title, o_.width, o_.height)), frame_(o_.width, o_.height) {
         if (!o_.matte.empty())
-            for (Argb32 px : load_of_size(o_.matte, o_).pixels) matte_.push_back(uint8_t(px >> 8));  // green
+            for (Argb32 px : load_png(o_.matte, o_.width, o_.height).pixels)
+                matte_.push_back(uint8_t(px >> 8));  // green
         if (o_.input == "v210") packed_.resize(v210_pitch(o_.width) * size_t(o_.height));
     }
 
-    // The next frame from `in`; false at the end of the video.
-    bool read(std::FILE* in) {
+    // The next frame from standard input; false at the end of the video.
+    bool read() {
         void* buffer = packed_.empty() ? static_cast<void*>(frame_.pixels.data()) : packed_.data();
         const size_t bytes = packed_.empty() ? frame_.pixels.size() * sizeof(Argb32) : packed_.size();
-        const size_t got = std::fread(buffer, 1, bytes, in);
+        const size_t got = read_all(STDIN_FILENO, "standard input", buffer, bytes);
         if (got != 0 && got != bytes)
             throw Error("the last frame is cut short: " + std::to_string(got) + " of " +
                         std::to_string(bytes) + " bytes");
@@ -102,31 +97,31 @@ class Titler {
     }
 
     // Composes frame number n, its rows shared out to the threads.
-    void compose(int n) {
+    void compose(int64_t n) {
         const uint32_t opacity = opacity_of(n);
-        std::vector<std::thread> others;
         auto share = [=](int k) { return int(int64_t{o_.height} * k / o_.threads); };
+        std::vector<std::future<void>> others;
+        // A share that the system has no thread for is done by this one, when it is waited for.
         for (int k = 1; k < o_.threads; ++k)
-            others.emplace_back([=] { compose_rows(share(k), share(k + 1), opacity); });
+            others.push_back(std::async([=] { compose_rows(share(k), share(k + 1), opacity); }));
         compose_rows(0, share(1), opacity);
-        for (std::thread& other : others) other.join();
+        for (std::future<void>& other : others) other.get();
     }
 
-    void write(std::FILE* out) const {
-        if (std::fwrite(frame_.pixels.data(), sizeof(Argb32), frame_.pixels.size(), out) !=
-                frame_.pixels.size() ||
-            std::fflush(out) != 0)
-            throw Error(std::string("the output cannot be written: ") + std::strerror(errno));
+    void write() const {
+        write_all(STDOUT_FILENO, "standard output", frame_.pixels.data(),
+                  frame_.pixels.size() * sizeof(Argb32));
     }
 
  private:
-    uint32_t opacity_of(int n) const {
-        int opacity = 256;
+    // In 64 bits: a video may go on for long after its title has gone.
+    uint32_t opacity_of(int64_t n) const {
+        int64_t opacity = 256;
         if (n < o_.fade_in) opacity = 256 * (n + 1) / (o_.fade_in + 1);
-        const int left = o_.frames - n;
+        const int64_t left = o_.frames - n;
         if (o_.fade_out > 0 && left <= o_.fade_out)
             opacity = std::min(opacity, 256 * left / (o_.fade_out + 1));
-        return uint32_t(std::max(opacity, 0));
+        return uint32_t(std::max<int64_t>(opacity, 0));
     }
 
     // lblend keeps the alpha of the video.
@@ -154,48 +149,50 @@ class Titler {
     std::vector<uint8_t> packed_;
 };
 
-// A line on standard error, a few times a second.
+// A line on standard error, a few times a second and at the end, be that an error.
 class Progress {
  public:
     explicit Progress(int frames) : frames_(frames) {}
+    ~Progress() {
+        show();
+        std::fprintf(stderr, "               \n");
+    }
 
-    void show(int done, bool last) {
-        const auto now = Clock::now();
-        if (!last && now - shown_ < std::chrono::milliseconds(300)) return;
-        shown_ = now;
-        const double seconds = std::chrono::duration<double>(now - start_).count();
-        const double fps = seconds > 0 ? done / seconds : 0;
-        std::fprintf(stderr, "\r%d frames, %.1f fps", done, fps);
-        if (frames_ > done && fps > 0 && !last)
-            std::fprintf(stderr, ", %.0f s left   ", (frames_ - done) / fps);
-        if (last) std::fprintf(stderr, "               \n");
+    int64_t done() const { return done_; }
+
+    void frame_done() {
+        ++done_;
+        if (Clock::now() - shown_ < std::chrono::milliseconds(300)) return;
+        shown_ = Clock::now();
+        const double fps = show();
+        if (frames_ > done_) std::fprintf(stderr, ", %.0f s left   ", double(frames_ - done_) / fps);
     }
 
  private:
     using Clock = std::chrono::steady_clock;
+
+    double show() const {
+        const std::chrono::duration<double> seconds = Clock::now() - start_;
+        const double fps = double(done_) / std::max(seconds.count(), 1e-9);
+        std::fprintf(stderr, "\r%lld frames, %.1f fps", static_cast<long long>(done_), fps);
+        return fps;
+    }
+
     const int frames_;
+    int64_t done_ = 0;
     const Clock::time_point start_ = Clock::now();
     Clock::time_point shown_ = start_;
 };
 
-}  // namespace
-
-int main(int argc, char** argv) {
-    if (argc == 2 && std::strcmp(argv[1], "--help") == 0) return std::fputs(usage, stdout) < 0;
-    std::signal(SIGPIPE, SIG_IGN);  // a closed pipe is an error like another, and is said
-    try {
-        const Options options = parse(argc, argv);
-        Titler titler(options);
-        Progress progress(options.frames);
-        int n = 0;
-        for (; titler.read(stdin); progress.show(++n, false)) {
-            titler.compose(n);
-            titler.write(stdout);
-        }
-        progress.show(n, true);
-        return 0;
-    } catch (const std::exception& e) {
-        std::fprintf(stderr, "\ntitler: %s\n", e.what());
-        return 1;
+void run(int argc, char** argv) {
+    const Options options = parse(argc, argv);
+    Titler titler(options);
+    for (Progress progress(options.frames); titler.read(); progress.frame_done()) {
+        titler.compose(progress.done());
+        titler.write();
     }
 }
+
+}  // namespace
+
+int main(int argc, char** argv) { return run_program("titler", usage, argc, argv, run); }
