@@ -95,8 +95,8 @@ wait $!
 same piped.png "a pipe gets something else"
 [ -p pipe ] || fail "a pipe is replaced"
 ln -s /proc/self/fd/1 console # as /dev/stdout is
-lay console >redirected.png
-same redirected.png "standard output gets something else"
+{ echo before && lay console && echo after; } >redirected
+{ echo before && cat old.png && echo after; } | cmp - redirected || fail "standard output starts anew"
 lay console | cat >piped.png
 same piped.png "standard output gets something else"
 [ -L console ] || fail "standard output's link is replaced"
