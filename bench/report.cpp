@@ -14,7 +14,7 @@ struct Column {
     const char* name;  // what the contender's name begins with: the fastest of those is shown
 };
 const Column columns[] = {
-#define QX_COLUMN(build) {#build, Kind::kBuild, #build},
+#define QX_COLUMN(build, condition) {#build, Kind::kBuild, #build},
     QX_BUILDS(QX_COLUMN)
 #undef QX_COLUMN
         {"in place", Kind::kInPlace, ""},

@@ -1,6 +1,6 @@
 #!/bin/sh
 # What the compiled objects and the header must be like, whatever the kernels compute.
-# usage: hygiene.sh exports LIBRARY HEADER | imports DLL | objects BUILD OBJECT... | header HEADER
+# usage: hygiene.sh exports LIBRARY HEADER | imports DLL | objects VECTOR_BYTES OBJECT... | header HEADER
 set -eu
 
 fail() {
@@ -28,22 +28,24 @@ imports) # the system and the run-time of the library's hosts, no other DLL
     objdump -p "$1" | awk '/DLL Name/ { print $3 }' | sort >"$scratch/imported"
     printf 'KERNEL32.dll\nMSVCR120.dll\n' | diff - "$scratch/imported" || fail "$1 imports other DLLs (>)"
     ;;
-objects) # nothing that the linker could take from this build for another one
-    build=$1
+objects) # nothing that the linker could take from this build for another one, and no wider vector than the build's
+    bytes=$1
     shift
     [ $# -gt 0 ] || fail "no objects"
     nm "$@" >"$scratch/symbols"
-    if grep -E ' [WwVvu] ' "$scratch/symbols"; then fail "weak symbols in $build"; fi
+    if grep -E ' [WwVvu] ' "$scratch/symbols"; then fail "weak symbols"; fi
     objdump -d --no-show-raw-insn "$@" >"$scratch/code"
-    if [ "$build" = sse2 ]; then
-        if grep -E '[%][yz]mm|^ .*:[[:space:]]+v[a-z]' "$scratch/code"; then fail "VEX instructions in sse2"; fi
-    else
-        awk '/>:$/ { name = $2; dirty = 0 }
-             /[%][yz]mm/ { dirty = 1 }
-             /vzeroupper/ { dirty = 0 }
-             /[[:space:]]ret/ { returns++; if (dirty) { print name, "returns without vzeroupper"; failed = 1 } }
-             END { exit failed || !returns }' "$scratch/code" || fail "upper register halves in $build"
-    fi
+    case $bytes in
+    16) wider='[%][yz]mm|^ .*:[[:space:]]+v[a-z]' ;;
+    32) wider='[%]zmm|[%][xy]mm(1[6-9]|[23][0-9])|[%]k[0-7]' ;;
+    *) wider=none ;;
+    esac
+    if grep -E "$wider" "$scratch/code"; then fail "instructions of a wider build"; fi
+    awk '/>:$/ { name = $2; dirty = 0 }
+         /[%][yz]mm/ { dirty = 1 }
+         /vzeroupper/ { dirty = 0 }
+         /[[:space:]]ret/ { returns++; if (dirty) { print name, "returns without vzeroupper"; failed = 1 } }
+         END { exit failed || !returns }' "$scratch/code" || fail "upper register halves in use at a return"
     echo "$# objects, $(wc -l <"$scratch/symbols") symbols"
     ;;
 header) # one header for C and C++

@@ -21,7 +21,7 @@ set_target_properties(qxpixlib PROPERTIES
   IMPORT_PREFIX "lib"
   IMPORT_SUFFIX ".dll.a"
   LINK_DEPENDS ${PROJECT_SOURCE_DIR}/packaging/win32/msvcr120.specs)
-target_compile_options(frame PRIVATE -Wno-missing-attributes)  # of an alias, which here is declared otherwise
+target_compile_options(qxpixlib_frame PRIVATE -Wno-missing-attributes)  # of an alias, which here is declared otherwise
 
 # KERNEL32 and the run-time of the library's hosts, nothing else; the same bytes from every build.
 target_link_options(qxpixlib PRIVATE

@@ -2,6 +2,7 @@
 // bench all grow from this list; the types are those of the public header.
 #pragma once
 
+#include "frame/builds.h"
 #include "qxpixlib.h"
 
 #define QX_KERNELS(X) \
@@ -33,12 +34,6 @@
     X(scale_horz)     \
     X(zoom_outNx)
 
-// The builds, each able to run only where the ones before it can.
-#define QX_BUILDS(X) \
-    X(sse2)          \
-    X(avx2)          \
-    X(avx512)
-
 namespace qx {
 
 struct KernelTable {
@@ -47,7 +42,7 @@ struct KernelTable {
 #undef QX_MEMBER
 };
 
-#define QX_DECLARE(build)             \
+#define QX_DECLARE(build, condition)  \
     namespace build {                 \
     extern const KernelTable kernels; \
     }

@@ -1,26 +1,46 @@
 #include "frame/load.h"
 
+#include <cpuid.h>
+
 #if defined(_WIN32)
 #include <windows.h>
 #endif
 
 namespace qx {
 
-const Build builds[kBuilds] = {
-#define QX_ENTRY(build) {#build, &build::kernels},
+constexpr Build builds[kBuilds] = {
+#define QX_ENTRY(build, condition) {#build, &build::kernels},
     QX_BUILDS(QX_ENTRY)
 #undef QX_ENTRY
 };
 
-const KernelTable* active = &sse2::kernels;
+const KernelTable* active = builds[0].kernels;
 
-// __builtin_cpu_supports also asks the operating system (XGETBV) whether it keeps the wide registers.
+// The register halves that the operating system keeps for a program, by the bits of XCR0.
+static unsigned kept_registers() {
+    unsigned low, high;
+    asm volatile("xgetbv" : "=a"(low), "=d"(high) : "c"(0));
+    return low;
+}
+
+// The processor is asked itself, since __builtin_cpu_supports knows some makers' alone and says no for
+// others'.
 int usable_builds() {
-    __builtin_cpu_init();
-    if (!__builtin_cpu_supports("avx2")) return 1;
-    bool avx512 = __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
-                  __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512vbmi");
-    return avx512 ? 3 : 2;
+    unsigned a, b = 0, c = 0, d;
+    const unsigned kept = __get_cpuid(1, &a, &b, &c, &d) && (c & bit_OSXSAVE) ? kept_registers() : 0;
+    const bool ymm = (kept & 0x06) == 0x06, zmm = (kept & 0xE6) == 0xE6;
+    if (!__get_cpuid_count(7, 0, &a, &b, &c, &d)) b = c = 0;
+    [[maybe_unused]] const bool sse2 = true, avx2 = ymm && (b & bit_AVX2), avx512f = zmm && (b & bit_AVX512F),
+                                avx512bw = zmm && (b & bit_AVX512BW), avx512vl = zmm && (b & bit_AVX512VL),
+                                avx512vbmi = zmm && (c & bit_AVX512VBMI);
+    const bool runs[] = {
+#define QX_CONDITION(build, condition) (condition),
+        QX_BUILDS(QX_CONDITION)
+#undef QX_CONDITION
+    };
+    int usable = 0;
+    while (usable < kBuilds && runs[usable]) ++usable;
+    return usable;
 }
 
 void on_load() { active = builds[usable_builds() - 1].kernels; }

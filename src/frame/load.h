@@ -12,14 +12,14 @@ struct Build {
 
 // All builds, the widest last; this processor and operating system run the first usable_builds() of them.
 constexpr int kBuilds = 0
-#define QX_COUNT(build) +1
+#define QX_COUNT(build, condition) +1
     QX_BUILDS(QX_COUNT);
 #undef QX_COUNT
 extern const Build builds[kBuilds];
 int usable_builds();
 
-// The kernels that the exports call. Constant-initialised to the sse2 build, so that a call that comes before
-// the library's constructor is safe; raised once by on_load and never changed after.
+// The kernels that the exports call. Constant-initialised to the first build, so that a call that comes
+// before the library's constructor is safe; raised once by on_load and never changed after.
 extern const KernelTable* active;
 
 void on_load();

@@ -16,13 +16,10 @@
 #include "qxpixlib.h"
 
 #if defined(__AVX512VBMI__)
-#define QX_ISA avx512
 #define QX_OP(name) _mm512_##name
 #elif defined(__AVX2__)
-#define QX_ISA avx2
 #define QX_OP(name) _mm256_##name
 #else
-#define QX_ISA sse2
 #define QX_OP(name) _mm_##name
 #endif
 
@@ -40,7 +37,8 @@ using Bits = __m256i;
 using Bits = __m128i;
 #endif
 
-constexpr int kBytes = sizeof(Bits);
+constexpr int kBytes = QX_VECTOR_BYTES;
+static_assert(sizeof(Bits) == kBytes, "the flags are not those of the build");
 constexpr int kPixels = kBytes / 4;
 
 typedef uint8_t U8 __attribute__((vector_size(kBytes)));
