@@ -11,7 +11,7 @@
 #include <string>
 #include <thread>
 
-#include "line/reciprocal_table.h"
+#include "vec/reciprocal_table.h"
 #include "shared_library.h"
 #include "suite.h"
 

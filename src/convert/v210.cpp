@@ -1,4 +1,4 @@
-#include "vec/vec_samples.h"
+#include "vec/vec.h"
 
 namespace qx::QX_ISA {
 

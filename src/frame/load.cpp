@@ -1,7 +1,8 @@
 #include "frame/load.h"
 
+#if defined(__i386__) || defined(__x86_64__)
 #include <cpuid.h>
-
+#endif
 #if defined(_WIN32)
 #include <windows.h>
 #endif
@@ -16,6 +17,7 @@ constexpr Build builds[kBuilds] = {
 
 const KernelTable* active = builds[0].kernels;
 
+#if defined(__i386__) || defined(__x86_64__)
 // The register halves that the operating system keeps for a program, by the bits of XCR0.
 static unsigned kept_registers() {
     unsigned low, high;
@@ -42,6 +44,9 @@ int usable_builds() {
     while (usable < kBuilds && runs[usable]) ++usable;
     return usable;
 }
+#else
+int usable_builds() { return kBuilds; }
+#endif
 
 void on_load() { active = builds[usable_builds() - 1].kernels; }
 

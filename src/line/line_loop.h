@@ -3,7 +3,7 @@
 
 #include <stddef.h>
 
-#include "vec/vec_memory.h"
+#include "vec/vec.h"
 
 namespace qx::QX_ISA {
 
@@ -28,16 +28,20 @@ QX_INLINE void walk(int32_t count, int32_t head, Bulk bulk, Part part) {
     }
 }
 
+// dst[i] = formula(inputs[i]...) for whole vectors, from pixel i to end.
+template <typename Formula, typename... Inputs>
+QX_INLINE void map_whole(Argb32* dst, ptrdiff_t i, ptrdiff_t end, Formula formula, Inputs... inputs) {
+#pragma GCC unroll 2  // a short formula is done before the next branch is
+    for (; i < end; i += kPixels) store(dst + i, formula(load(inputs + i)...));
+}
+
 // dst[i] = formula(inputs[i]...) for count > 0 pixels. A vector is read whole before it is written, so dst
 // may be the same line as any input.
 template <typename Formula, typename... Inputs>
 QX_INLINE void map(Argb32* dst, int32_t count, Formula formula, Inputs... inputs) {
     walk<kPixels>(
         count, unaligned_pixels(dst, count),
-        [=](int32_t i, int32_t end) QX_LAMBDA {
-#pragma GCC unroll 2  // a short formula is done before the next branch is
-            for (ptrdiff_t k = i; k < end; k += kPixels) store(dst + k, formula(load(inputs + k)...));
-        },
+        [=](int32_t i, int32_t end) QX_LAMBDA { map_whole(dst, i, end, formula, inputs...); },
         [=](int32_t i, int32_t n) QX_LAMBDA { store_n(dst + i, formula(load_n(inputs + i, n)...), n); });
 }
 
@@ -56,23 +60,22 @@ QX_INLINE void map_pairs(Argb32* dst, int32_t count, Formula formula, const Argb
         [=](int32_t i, int32_t n) QX_LAMBDA { store_up_to(dst + i, formula(load_up_to(src + i, n)), n); });
 }
 
-// Two pixels for every one: dst[2 * i] = between(src[i - 1], src[i]) and dst[2 * i + 1] = src[i], where the
+// Two pixels for every one: dst[2 * i] = (src[i - 1] + src[i]) / 2 and dst[2 * i + 1] = src[i], where the
 // first pixel also stands before itself. count > 0, and dst does not overlap src.
-template <typename Between>
-QX_INLINE void map_doubled(Argb32* dst, int32_t count, Between between, const Argb32* src) {
+QX_INLINE void map_doubled(Argb32* dst, int32_t count, const Argb32* src) {
     U8 before = repeat_pixel(load_n(src, 1));
+    auto doubled = [&](U8 px) QX_LAMBDA {
+        Pair out = zip({average(preceding(before, px), px), px});
+        before = px;
+        return out;
+    };
     int32_t i = 0;
     for (; count - i >= kPixels; i += kPixels, dst += 2 * kPixels) {
-        U8 px = load(src + i);
-        Pair doubled = zip_pixels({between(preceding(before, px), px), px});
-        store(dst, doubled.first);
-        store(dst + kPixels, doubled.second);
-        before = px;
+        Pair px = doubled(load(src + i));
+        store(dst, px.first);
+        store(dst + kPixels, px.second);
     }
-    if (int32_t rest = count - i) {
-        U8 px = load_n(src + i, rest);
-        store_up_to(dst, zip_pixels({between(preceding(before, px), px), px}), 2 * rest);
-    }
+    if (int32_t rest = count - i) store_up_to(dst, doubled(load_n(src + i, rest)), 2 * rest);
 }
 
 // dst[i ..] = the first n pixels of formula(i, n), for count > 0 pixels.

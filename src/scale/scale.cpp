@@ -1,6 +1,4 @@
 #include "line/line_loop.h"
-#include "line/pixel.h"
-#include "vec/vec_taps.h"
 
 namespace qx::QX_ISA {
 
@@ -18,7 +16,7 @@ QX_INLINE Positions scale_step_table(uint32_t start, int32_t src_count, int32_t 
 
 // Each term floored on its own.
 QX_INLINE U8 interpolate(const Taps& taps) {
-    return add(scale(taps.left, 256 - taps.fraction), scale(taps.right, taps.fraction));
+    return add(scale(taps.left, rest_of(taps.fraction)), scale(taps.right, taps.fraction));
 }
 
 // Whole groups of four outputs. The second of every two outputs has the first one's right neighbour for its
@@ -34,7 +32,7 @@ QX_INLINE void scale_line_interp(Argb32* dst, const Argb32* src, int32_t dst_cou
     if (pinned) {
         uint32_t before = positions.start + static_cast<uint32_t>(regular - 1) * positions.step;
         Taps taps = {load_n(src + (before >> 8) + 1, 1), load_n(src + (positions.last >> 8) + 1, 1),
-                     splat_16(positions.last & 255)};
+                     splat_weight(positions.last & 255)};
         store_n(dst + regular, interpolate(taps), 1);
     }
 }

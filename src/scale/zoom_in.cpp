@@ -3,8 +3,11 @@
 namespace qx::QX_ISA {
 
 // The last count % 4 pixels are left out.
-void zoom_in2x1d(Argb32* dst, const Argb32* src, int32_t count) {
-    map_doubled(dst, count / 4 * 4, average, src);
+void zoom_in2x1d(Argb32* dst, const Argb32* src, int32_t count) { map_doubled(dst, count / 4 * 4, src); }
+
+static void average_rows(Argb32* dst, int32_t count, const Argb32* above, const Argb32* below) {
+    map(
+        dst, count, [](U8 a, U8 b) QX_LAMBDA { return average(a, b); }, above, below);
 }
 
 // Even rows are source rows doubled; an odd row is the average of those around it, the last row a copy. The
@@ -15,7 +18,7 @@ void zoom_in2x2d(Argb32* dst, const Argb32* src, int32_t width, int32_t height, 
     Argb32* row = dst;
     for (int32_t y = 0; y < height; ++y, row += 2 * pitch) {
         if (width >= 4) zoom_in2x1d(row, src + ptrdiff_t{y} * src_stride, width);
-        if (y > 0 && averaged > 0) map(row - pitch, averaged, average, row - 2 * pitch, row);
+        if (y > 0 && averaged > 0) average_rows(row - pitch, averaged, row - 2 * pitch, row);
     }
     Argb32* last = height > 0 ? row - pitch : dst + pitch;
     __builtin_memcpy(last, last - pitch, static_cast<size_t>(pitch) * sizeof(Argb32));

@@ -1,6 +1,6 @@
 #include <stddef.h>
 
-#include "vec/vec_taps.h"
+#include "vec/vec.h"
 
 namespace qx::QX_ISA {
 

@@ -1,0 +1,384 @@
+// Every operation on vectors, in the compilers' vector extensions alone: its definition, and the code of any
+// machine that has nothing better.
+//
+// An operation is a function template, so that a function of the same arguments in a build's own header takes
+// its place, in the formulas below too.
+#pragma once
+
+#include "vec/base.h"
+
+#define QX_PORTABLE            \
+    template <typename = void> \
+    QX_INLINE
+
+namespace qx::QX_ISA {
+
+// ---- bytes and lanes ----
+
+// Bytes of `set` where the mask's are 255, of `clear` where they are 0.
+QX_PORTABLE U8 select(U8 mask, U8 set, U8 clear) { return (mask & set) | (~mask & clear); }
+
+// The high bytes of the 16-bit lanes of two vectors in the low and in the high bytes of one.
+QX_PORTABLE U8 merge_high(U16 low, U16 high) { return U8(low >> 8 | (high & 0xFF00)); }
+
+QX_PORTABLE U8 merge(Terms terms) { return U8((terms.odd & 0xFF00) | terms.even); }
+
+QX_PORTABLE U8 add_saturated(U8 a, U8 b) {
+    U8 sum = a + b;
+    return sum | U8(sum < a);
+}
+
+// (a + b) / 2 of every byte, truncated.
+QX_PORTABLE U8 average(U8 a, U8 b) { return (a & b) + ((a ^ b) >> 1); }
+
+// Byte `from` of every pixel, in both of its 16-bit lanes as a number; in all four of its bytes.
+template <int from, typename Vector>
+QX_INLINE U16 spread_byte(Vector px) {
+    U32 byte = U32(px) << (24 - 8 * from) >> 24;
+    return U16(byte | byte << 16);
+}
+template <int from, typename Vector>
+QX_INLINE U8 repeat_byte(Vector px) {
+    U16 twice = spread_byte<from>(px);
+    return U8(twice | twice << 8);
+}
+
+// ---- pixels ----
+
+QX_PORTABLE U8 opaque(U8 px) { return px | splat(kAlphaByte); }
+
+// The alpha of every pixel in all of its bytes.
+QX_PORTABLE U8 spread_alpha(U8 px) { return repeat_byte<3>(px); }
+
+// The colours of px under an alpha that is given as a number, or as that of other pixels.
+QX_PORTABLE U8 with_alpha(U8 px, U8 alpha) { return select(splat(kAlphaByte), alpha, px); }
+QX_PORTABLE U8 with_alpha(U8 px, Spread alpha) { return with_alpha(px, U8(U32(alpha.lanes) << 24)); }
+
+// Two vectors of pixels in turn, from the first one's first pixel on: a0 b0 a1 b1 and so on.
+QX_PORTABLE Pair zip(Pair px) {
+    U32 a = U32(px.first), b = U32(px.second);
+    auto from = [](int i) { return i % 2 * kPixels + i / 2; };
+    return {U8(shuffle(a, b, from)), U8(shuffle(a, b, [=](int i) { return from(i + kPixels); }))};
+}
+
+// Each pixel's predecessor: the last pixel of the vector before, then all of px but its last.
+QX_PORTABLE U8 preceding(U8 before, U8 px) {
+    return U8(shuffle(U32(before), U32(px), [](int i) { return i + kPixels - 1; }));
+}
+
+// The first pixel in every place.
+QX_PORTABLE U8 repeat_pixel(U8 px) { return U8(U32{} + U32(px)[0]); }
+
+// The pixel at n - 1 also in the place of the one at n - 2, for n >= 2.
+QX_PORTABLE U8 repeat_last(U8 px, int n) {
+    static constexpr auto lane = constant<int32_t>([](int i) { return i; });
+    U32 next = shuffle(U32(px), U32(px), [](int i) { return i + 1; });
+    return select(U8(lane.vector() == n - 2), U8(next), px);
+}
+
+// ---- vectors from memory and back, at any address; nothing but the pixels asked for is touched ----
+
+typedef uint8_t U8Anywhere __attribute__((vector_size(kBytes), aligned(1), may_alias));
+typedef uint32_t WordAnywhere __attribute__((aligned(1), may_alias));
+typedef uint16_t SampleAnywhere __attribute__((aligned(1), may_alias));
+
+QX_PORTABLE U8 load(const Argb32* p) { return *reinterpret_cast<const U8Anywhere*>(p); }
+QX_PORTABLE void store(Argb32* p, U8 px) { *reinterpret_cast<U8Anywhere*>(p) = px; }
+
+// The first n pixels, 0 < n < kPixels; load_n leaves zeros after them.
+QX_PORTABLE U8 load_n(const Argb32* p, int n) {
+    U32 px{};
+    for (int k = 0; k < kPixels - 1; ++k)
+        if (k < n) px[k] = reinterpret_cast<const WordAnywhere*>(p)[k];
+    return U8(px);
+}
+QX_PORTABLE void store_n(Argb32* p, U8 px, int n) {
+    for (int k = 0; k < kPixels - 1; ++k)
+        if (k < n) reinterpret_cast<WordAnywhere*>(p)[k] = U32(px)[k];
+}
+
+// The first n pixels of a pair of vectors, 0 < n < 2 * kPixels.
+QX_PORTABLE Pair load_up_to(const Argb32* p, int n) {
+    if (n < kPixels) return {load_n(p, n), U8{}};
+    return {load(p), n == kPixels ? U8{} : load_n(p + kPixels, n - kPixels)};
+}
+QX_PORTABLE void store_up_to(Argb32* p, Pair px, int n) {
+    if (n < kPixels) return store_n(p, px.first, n);
+    store(p, px.first);
+    if (n > kPixels) store_n(p + kPixels, px.second, n - kPixels);
+}
+
+// Pixels 0, step, 2 * step and so on of a line; nothing after the last of them is read.
+QX_PORTABLE U8 load_every(const Argb32* src, ptrdiff_t step) {
+    U32 px{};
+    for (int k = 0; k < kPixels; ++k) px[k] = reinterpret_cast<const WordAnywhere*>(src)[k * step];
+    return U8(px);
+}
+QX_PORTABLE U8 load_every_second(const Argb32* src) { return load_every(src, 2); }
+
+// ---- masks: one byte for each pixel of a vector ----
+
+struct MaskLanes {
+    U16 lanes;  // the byte as a number, in both lanes of its pixel
+};
+
+QX_PORTABLE MaskLanes spread_mask(const uint8_t (&bytes)[kPixels]) {
+    U32 lanes{};
+    for (int k = 0; k < kPixels; ++k) lanes[k] = bytes[k];
+    return {U16(lanes | lanes << 16)};
+}
+QX_PORTABLE MaskLanes load(const uint8_t* mask) {
+    uint8_t bytes[kPixels];
+    __builtin_memcpy(bytes, mask, kPixels);
+    return spread_mask(bytes);
+}
+QX_PORTABLE MaskLanes load_n(const uint8_t* mask, int n) {
+    uint8_t bytes[kPixels] = {};
+    for (int k = 0; k < n; ++k) bytes[k] = mask[k];
+    return spread_mask(bytes);
+}
+
+// Pixels under a mask: their alpha is multiplied by it, / 256; the colours stay.
+QX_PORTABLE U8 scale_alpha(U8 px, MaskLanes mask) { return with_alpha(px, U8((U16(px) >> 8) * mask.lanes)); }
+
+// A table of 256 bytes that masks are seen through.
+QX_PORTABLE TableInMemory table_of(const uint8_t* bytes) { return {bytes}; }
+
+// Each byte times opacity / 256. What cannot be kept in registers goes to `room`.
+QX_PORTABLE TableInMemory fade(TableInMemory table, Opacity opacity, uint8_t (&room)[256]) {
+    for (int i = 0; i < 256; ++i) room[i] = static_cast<uint8_t>(table.bytes[i] * opacity.number >> 8);
+    return {room};
+}
+
+QX_PORTABLE auto load_n(const uint8_t* mask, TableInMemory table, int n) {
+    uint8_t bytes[kPixels] = {};
+    for (int k = 0; k < n; ++k) bytes[k] = table.bytes[mask[k]];
+    return load(bytes);
+}
+QX_PORTABLE auto load(const uint8_t* mask, TableInMemory table) { return load_n(mask, table, kPixels); }
+
+// ---- weights, of 0 to 256 in 1/256, and bytes multiplied by them; every quotient is floored on its own ----
+
+QX_PORTABLE Spread splat_weight(uint32_t number) { return {splat_16(number)}; }
+
+// Byte `from` of every pixel as a weight.
+template <int from, typename Vector>
+QX_INLINE Spread byte_weight(Vector px) {
+    return {spread_byte<from>(px)};
+}
+
+// The weight of foreground pixels: their alpha, faded by an opacity, under a mask, or under a mask that is
+// faded first. An opacity is at most 256, so that a weight is at most its alpha.
+QX_PORTABLE auto weight_of(U8 fg) { return byte_weight<3>(fg); }
+QX_PORTABLE Spread weight_of(U8 fg, Opacity opacity) {
+    return {spread_byte<3>(fg) * splat_16(opacity.number) >> 8};
+}
+QX_PORTABLE Spread weight_of(U8 fg, MaskLanes mask) { return {spread_byte<3>(fg) * mask.lanes >> 8}; }
+QX_PORTABLE Spread weight_of(U8 fg, MaskLanes mask, Opacity opacity) {
+    return weight_of(fg, MaskLanes{mask.lanes * splat_16(opacity.number) >> 8});
+}
+
+// 256 - weight.
+QX_PORTABLE Spread rest_of(Spread weight) { return {256 - weight.lanes}; }
+
+// Every byte times a factor / 256, that of the odd bytes being another one.
+QX_PORTABLE Terms scale_lanes(U8 px, U16 even, U16 odd) {
+    return {(U16(px) & 0x00FF) * even >> 8, (U16(px) >> 8) * odd};
+}
+
+// Every byte times weight / 256.
+QX_PORTABLE Terms scale(U8 px, Spread weight) { return scale_lanes(px, weight.lanes, weight.lanes); }
+
+// The same for the colours; alpha is left as it is.
+QX_PORTABLE Terms scale_colours(U8 px, Spread weight) {
+    return scale_lanes(px, weight.lanes, U16((U32(weight.lanes) & 0x0000FFFF) | 256 << 16));
+}
+
+// Every byte times the alpha of its pixel times weight / 65536, for a weight of at least 1, alpha itself
+// being taken for 255. The factor of a pixel, alpha * weight <= 65280, is multiplied byte by byte: x * high +
+// x * low / 256 <= 65279.
+QX_PORTABLE Terms scale_premultiplied(U8 px, Spread weight) {
+    U16 factor = spread_byte<3>(px) * weight.lanes, high = factor >> 8, low = factor & 0x00FF;
+    U16 even = U16(px) & 0x00FF, odd = U16(opaque(px)) >> 8;
+    return {(even * high + (even * low >> 8)) >> 8, odd * high + (odd * low >> 8)};
+}
+
+// Sums of two results, saturated or known to stay below 256. The odd ones are added as bytes, so that nothing
+// is carried into them from below.
+QX_PORTABLE U8 add(Terms a, Terms b) { return merge({a.even + b.even, U16(U8(a.odd) + U8(b.odd))}); }
+QX_PORTABLE U8 add_saturated(Terms a, Terms b) {
+    return merge({U16(add_saturated(U8(a.even), U8(b.even))), U16(add_saturated(U8(a.odd), U8(b.odd)))});
+}
+
+// a * (256 - n) / 256 + b * n / 256 of every byte, for n of 0 to 127.
+QX_PORTABLE U8 mix(U8 a, U8 b, int n) {
+    Spread weight = {splat_16(static_cast<uint32_t>(n))};
+    return add(scale(a, Spread{256 - weight.lanes}), scale(b, weight));
+}
+
+// ---- covers ----
+
+// 1 in place of 0.
+QX_PORTABLE U16 at_least_1(U16 number) { return number - U16(number == 0); }
+
+// 65535 / divisor, truncated, in every 32-bit lane, for a divisor of 1 to 255 in both of its 16-bit lanes;
+// some number for 0. Both lanes together are 65537 * divisor, exact as a float, and 2^32 / 65537 is 65535 and
+// next to nothing. A quotient that is no whole number is at least 1/255 away from one, where a float's step
+// is at most 1/512, so that it is exact in every rounding mode. The divider never sees 0, and nothing can
+// trap.
+QX_PORTABLE U32 reciprocal(U16 divisor) {
+    typedef float F32 __attribute__((vector_size(kBytes)));
+    I32 nonzero = I32(at_least_1(divisor));
+    return U32(__builtin_convertvector(0x1p32f / __builtin_convertvector(nonzero, F32), I32));
+}
+
+// alpha = weight + under.a * (255 - weight) / 256, and share = (65535 / alpha) * weight / 256, 0 where alpha
+// is. A weight is at most alpha, so that the reciprocal times weight is at most 65535 and share at most 255.
+QX_PORTABLE Cover<Spread, Spread> cover(U8 under, Spread weight) {
+    U16 alpha = weight.lanes + (spread_byte<3>(under) * (255 - weight.lanes) >> 8);
+    return {{alpha}, {spread_byte<1>(U8(U16(reciprocal(alpha)) * weight.lanes))}};
+}
+
+// from + floor(share * (to - from) / 256) of every byte. It lies between the two, so that only its low byte
+// matters, and share * (to - from) needs no more than its low half.
+QX_PORTABLE U8 towards(U8 from, U8 to, Spread share) {
+    U16 even = (U16(to) & 0x00FF) - (U16(from) & 0x00FF), odd = (U16(to) >> 8) - (U16(from) >> 8);
+    return from + merge_high(even * share.lanes, odd * share.lanes);
+}
+
+// ---- blocks: so many vectors of pixels whose weights and covers are worked out together ----
+
+QX_PORTABLE constexpr int block_vectors() { return 1; }
+
+// What a block's weights are made of, and what is made of it for vector k.
+template <typename... Line>
+QX_INLINE auto load_block(Line... line) {
+    return load(line...);
+}
+template <typename Prepared>
+QX_INLINE Prepared of_vector(Prepared prepared, int) {
+    return prepared;
+}
+
+// ---- conversions: two vectors of pixels at a time ----
+
+// A number for every pixel of two vectors.
+struct PairOfLanes {
+    I32 first, second;
+};
+template <typename Rule, typename... More>
+QX_INLINE PairOfLanes each(Rule rule, const PairOfLanes& a, const More&... more) {
+    return {rule(a.first, more.first...), rule(a.second, more.second...)};
+}
+
+// Bytes 0, 1 and 2 of the pixels.
+struct PlanesOfLanes {
+    PairOfLanes byte[3];
+};
+QX_PORTABLE PlanesOfLanes planes_of(Pair px) {
+    auto plane = [=](int k) QX_LAMBDA {
+        return PairOfLanes{I32(U32(px.first) << (24 - 8 * k) >> 24),
+                           I32(U32(px.second) << (24 - 8 * k) >> 24)};
+    };
+    return {{plane(0), plane(1), plane(2)}};
+}
+
+// The sums of the bytes' products / 512, each quotient floored.
+QX_PORTABLE PairOfLanes sum_of_512ths(const PlanesOfLanes& px, int16_t from_0, int16_t from_1,
+                                      int16_t from_2) {
+    auto sum = [=](I32 byte_0, I32 byte_1, I32 byte_2) QX_LAMBDA {
+        return (byte_0 * from_0 >> 9) + (byte_1 * from_1 >> 9) + (byte_2 * from_2 >> 9);
+    };
+    return each(sum, px.byte[0], px.byte[1], px.byte[2]);
+}
+
+// Pixels whose bytes 0, 1 and 2 are sums / 16, floored, modulo 256, and whose alpha is that of px.
+QX_PORTABLE Pair pixels_of_sixteenths(PairOfLanes byte_0, PairOfLanes byte_1, PairOfLanes byte_2, Pair px) {
+    auto colours = [](I32 sum_0, I32 sum_1, I32 sum_2) QX_LAMBDA {
+        return (sum_0 >> 4 & 255) | (sum_1 >> 4 & 255) << 8 | (sum_2 >> 4 & 255) << 16;
+    };
+    PairOfLanes out = each(colours, byte_0, byte_1, byte_2);
+    return {with_alpha(U8(out.first), px.first), with_alpha(U8(out.second), px.second)};
+}
+
+// Bytes 0, 1 and 2 of the pixels, less an offset each.
+QX_PORTABLE PlanesOfLanes offset_planes(Pair px, int16_t offset_0, int16_t offset_1, int16_t offset_2) {
+    auto less = [](const PairOfLanes& plane, int16_t offset) QX_LAMBDA {
+        return PairOfLanes{plane.first - offset, plane.second - offset};
+    };
+    const PlanesOfLanes all = planes_of(px);
+    return {{less(all.byte[0], offset_0), less(all.byte[1], offset_1), less(all.byte[2], offset_2)}};
+}
+
+// (byte k * from_k + byte 1 * from_1) / 8192, floored, for k of 0 or 2.
+template <int k, typename Planes>
+QX_INLINE PairOfLanes sum_of_8192ths(const Planes& px, int16_t from_k, int16_t from_1) {
+    auto sum = [=](I32 byte_k, I32 byte_1) QX_LAMBDA { return (byte_k * from_k + byte_1 * from_1) >> 13; };
+    return each(sum, px.byte[k], px.byte[1]);
+}
+
+// Pixels of three such sums, byte 1 of two added, saturated, and the alpha of px.
+QX_PORTABLE Pair pixels_of_8192ths(PairOfLanes byte_0, PairOfLanes byte_1, PairOfLanes byte_1_too,
+                                   PairOfLanes byte_2, Pair px) {
+    auto saturated = [](I32 sum) QX_LAMBDA {
+        sum &= ~(sum >> 31);                  // not below 0
+        return (sum | I32(sum > 255)) & 255;  // not above 255
+    };
+    auto colours = [=](I32 sum_0, I32 sum_1, I32 sum_1_too, I32 sum_2) QX_LAMBDA {
+        return saturated(sum_0) | saturated(sum_1 + sum_1_too) << 8 | saturated(sum_2) << 16;
+    };
+    PairOfLanes out = each(colours, byte_0, byte_1, byte_1_too, byte_2);
+    return {with_alpha(U8(out.first), px.first), with_alpha(U8(out.second), px.second)};
+}
+
+// ---- 10-bit samples out of a group of 128 bytes, eight blocks of 16 ----
+//
+// A plane says where its samples lie: Plane::kPerBlock of them in every block, sample k at bit Plane::bit(k)
+// of the group, never across a 32-bit word.
+
+constexpr int kGroupBytes = 128;
+
+// The first n samples, one by one.
+template <typename Plane>
+QX_INLINE void unpack_samples(uint16_t* dst, const uint8_t* block, int n) {
+    SampleAnywhere* out = reinterpret_cast<SampleAnywhere*>(dst);
+    auto unpack = [&](int k) QX_LAMBDA {
+        out[k] =
+            reinterpret_cast<const WordAnywhere*>(block)[Plane::bit(k) / 32] >> Plane::bit(k) % 32 & 0x3FF;
+    };
+    for (; n >= Plane::kPerBlock; n -= Plane::kPerBlock, out += Plane::kPerBlock, block += 16)
+        for (int k = 0; k < Plane::kPerBlock; ++k) unpack(k);
+    for (int k = 0; k < n; ++k) unpack(k);
+}
+
+// All samples of a group.
+template <typename Plane, typename Byte>
+QX_INLINE void unpack_plane(uint16_t* dst, const Byte* group) {
+    unpack_samples<Plane>(dst, group, 8 * Plane::kPerBlock);
+}
+
+// ---- the pixels of a line that a linear resampler mixes ----
+
+// For output k of a vector, at position + k * step in 1/256 of a pixel, i(k) being its whole part: right is
+// src[i(k) + 1]; left is src[i(k)] for even k and src[i(k - 1) + 1] for odd k. fraction is the position's, a
+// weight.
+using Fraction = decltype(byte_weight<0>(U8{}));
+struct Taps {
+    U8 left, right;
+    Fraction fraction;
+};
+
+// The taps of n outputs, within src[0 .. src_count - 1]; those from n on, if any, are any pixels.
+QX_PORTABLE Taps load_taps(const Argb32* src, int32_t, uint32_t position, uint32_t step, int n) {
+    static constexpr auto lane = constant<uint32_t>([](int i) { return i; });
+    U32 left{}, right{}, positions = (position & 255) + lane.vector() * step;
+    for (int k = 0; k < kPixels; ++k) {
+        const uint32_t own = position + static_cast<uint32_t>(k < n ? k : n - 1) * step;
+        const WordAnywhere* tap = reinterpret_cast<const WordAnywhere*>(src) + (own >> 8);
+        right[k] = tap[1];
+        left[k] = k % 2 == 0 ? tap[0] : right[k - 1];
+    }
+    return {U8(left), U8(right), byte_weight<0>(U8(positions))};
+}
+
+}  // namespace qx::QX_ISA
