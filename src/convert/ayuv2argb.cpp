@@ -11,7 +11,7 @@ void ayuv2argb(Argb32* dst, const Ayuv32* src, int32_t count) {
         auto g_of_uy = sum_of_8192ths<0>(uyv, -3203, 9535);  // -0.391 of u,  1.164 of y
         auto g_of_v = sum_of_8192ths<2>(uyv, -6660, 0);      // -0.813 of v
         auto r = sum_of_8192ths<2>(uyv, 13074, 9535);        //  1.596 of v,  1.164 of y
-        return pixels_of_8192ths(b, g_of_uy, g_of_v, r, px);
+        return pixels_of_sums(b, g_of_uy, g_of_v, r, px);
     };
     map_pairs(dst, count, formula, src);
 }

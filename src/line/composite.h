@@ -69,7 +69,7 @@ CoverStep(Finish) -> CoverStep<Finish>;
 template <typename>
 constexpr bool kPreparesCovers = false;
 template <typename Finish>
-constexpr bool kPreparesCovers<CoverStep<Finish>> = true;
+constexpr bool kPreparesCovers<CoverStep<Finish>> = covers_wait();
 template <typename>
 constexpr bool kLooksUp = false;
 template <typename Table>

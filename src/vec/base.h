@@ -60,10 +60,10 @@ struct Terms {
     U16 even, odd;
 };
 
-// A table of 256 bytes, of which each pixel's is loaded.
-struct TableInMemory {
-    const uint8_t* bytes;
-};
+template <typename, typename>
+constexpr bool same_type = false;
+template <typename Type>
+constexpr bool same_type<Type, Type> = true;
 
 QX_INLINE U8 splat(Argb32 px) { return U8(U32{} + px); }
 QX_INLINE U16 splat_16(uint32_t number) { return U16{} + static_cast<uint16_t>(number); }
@@ -83,7 +83,7 @@ constexpr Constant<Lane> constant(Rule rule) {
     return c;
 }
 
-// Lane i of the result is lane rule(i) of a and b, one after the other.
+// A vector of rule(0), rule(1) and so on: of pixels, and of the lanes of a and b, one after the other.
 template <int... lane>
 struct Lanes {};
 template <int count, int... lane>
@@ -92,9 +92,17 @@ template <int... lane>
 struct FirstLanes<0, lane...> {
     using Type = Lanes<lane...>;
 };
+template <typename Rule, int... lane>
+QX_INLINE U32 each_pixel(Rule rule, Lanes<lane...>) {
+    return U32{rule(lane)...};
+}
 template <typename Vector, typename Rule, int... lane>
 QX_INLINE Vector shuffle(Vector a, Vector b, Rule rule, Lanes<lane...>) {
     return __builtin_shufflevector(a, b, rule(lane)...);
+}
+template <typename Rule>
+QX_INLINE U8 each_pixel(Rule rule) {
+    return U8(each_pixel(rule, FirstLanes<kPixels>::Type{}));
 }
 template <typename Vector, typename Rule>
 QX_INLINE Vector shuffle(Vector a, Vector b, Rule rule) {

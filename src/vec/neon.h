@@ -40,26 +40,9 @@ QX_INLINE RestOf rest_of(ByteWeight weight) { return {weight.bytes}; }
 struct MaskTwice {
     uint8x8_t bytes;
 };
-QX_INLINE MaskTwice spread_mask(uint32_t four) {
+QX_INLINE MaskTwice spread_mask(uint64_t four) {
     uint8x8_t bytes = vcreate_u8(four);
     return {vzip1_u8(bytes, bytes)};
-}
-template <typename Map>
-QX_INLINE MaskTwice load_mask(const uint8_t* mask, int n, Map map) {
-    uint32_t four = 0;
-    for (int k = 0; k < n; ++k) four |= static_cast<uint32_t>(map(mask[k])) << (8 * k);
-    return spread_mask(four);
-}
-QX_INLINE MaskTwice load(const uint8_t* mask) {
-    uint32_t four;
-    __builtin_memcpy(&four, mask, sizeof four);
-    return spread_mask(four);
-}
-QX_INLINE MaskTwice load_n(const uint8_t* mask, int n) {
-    return load_mask(mask, n, [](uint8_t m) QX_LAMBDA { return m; });
-}
-QX_INLINE MaskTwice load_n(const uint8_t* mask, TableInMemory table, int n) {
-    return load_mask(mask, n, [=](uint8_t m) QX_LAMBDA { return table.bytes[m]; });
 }
 
 }  // namespace qx::QX_ISA
@@ -72,7 +55,7 @@ namespace qx::QX_ISA {
 
 // The 16-bit lanes of the lower and of the upper half of a vector's bytes.
 struct Wide {
-    uint16x8_t low, high;
+    U16 low, high;
 };
 QX_INLINE Wide times(U8 a, U8 b) { return {vmull_u8(vget_low_u8(a), vget_low_u8(b)), vmull_high_u8(a, b)}; }
 QX_INLINE Wide x256(U8 px) { return {vshll_n_u8(vget_low_u8(px), 8), vshll_high_n_u8(px, 8)}; }
@@ -82,9 +65,7 @@ QX_INLINE Wide add_times(Wide sum, U8 a, U8 b) {
 QX_INLINE Wide less_times(Wide sum, U8 a, U8 b) {
     return {vmlsl_u8(sum.low, vget_low_u8(a), vget_low_u8(b)), vmlsl_high_u8(sum.high, a, b)};
 }
-QX_INLINE U8 high_bytes(Wide lanes) {
-    return vuzp2q_u8(vreinterpretq_u8_u16(lanes.low), vreinterpretq_u8_u16(lanes.high));
-}
+QX_INLINE U8 high_bytes(Wide lanes) { return vuzp2q_u8(U8(lanes.low), U8(lanes.high)); }
 
 // ---- weights ----
 
@@ -94,18 +75,18 @@ QX_INLINE uint8x8_t alpha_twice(U8 px) {
 }
 
 QX_INLINE U8 scale_alpha(U8 px, MaskTwice mask) {
-    return with_alpha(px, vreinterpretq_u8_u16(vmull_u8(alpha_twice(px), mask.bytes)));
+    return with_alpha(px, U8(vmull_u8(alpha_twice(px), mask.bytes)));
 }
 
 QX_INLINE ByteWeight weight_of(U8 fg, Opacity opacity) {
     return {repeat_byte<1>(U8((U32(fg) >> 24) * opacity.number))};
 }
 QX_INLINE ByteWeight weight_of(U8 fg, MaskTwice mask) {
-    return {repeat_byte<1>(vreinterpretq_u8_u16(vmull_u8(alpha_twice(fg), mask.bytes)))};
+    return {repeat_byte<1>(U8(vmull_u8(alpha_twice(fg), mask.bytes)))};
 }
 QX_INLINE ByteWeight weight_of(U8 fg, MaskTwice mask, Opacity opacity) {
     U16 faded = U16(vmovl_u8(mask.bytes)) * static_cast<uint16_t>(opacity.number);
-    return weight_of(fg, MaskTwice{vshrn_n_u16(uint16x8_t(faded), 8)});
+    return weight_of(fg, MaskTwice{vshrn_n_u16(U16(faded), 8)});
 }
 
 QX_INLINE U8 scale(U8 px, ByteWeight weight) { return high_bytes(times(px, weight.bytes)); }
@@ -117,8 +98,8 @@ QX_INLINE U8 scale_colours(U8 px, RestOf weight) {
 // The factor of a pixel, alpha * (256 - weight), has 16 bits: its high and its low bytes are multiplied
 // apart.
 QX_INLINE U8 scale_premultiplied(U8 px, RestOf weight) {
-    uint8x8_t alpha = alpha_twice(px), twice = vmovn_u16(vreinterpretq_u16_u8(weight.bytes));
-    U8 factor = vreinterpretq_u8_u16(vmlsl_u8(vshll_n_u8(alpha, 8), alpha, twice));
+    uint8x8_t alpha = alpha_twice(px), twice = vmovn_u16(U16(weight.bytes));
+    U8 factor = U8(vmlsl_u8(vshll_n_u8(alpha, 8), alpha, twice));
     U8 bytes = opaque(px);
     Wide low = times(bytes, repeat_byte<0>(factor)), high = times(bytes, repeat_byte<1>(factor));
     return high_bytes({vsraq_n_u16(high.low, low.low, 8), vsraq_n_u16(high.high, low.high, 8)});
@@ -144,9 +125,9 @@ QX_INLINE U32 reciprocal_of(U32 alpha) {
 }
 
 QX_INLINE Cover<U8, ByteWeight> cover(U8 under, ByteWeight weight) {
-    uint8x8_t twice = vmovn_u16(vreinterpretq_u16_u8(weight.bytes));
-    uint16x8_t kept = vmull_u8(alpha_twice(under), vmvn_u8(twice));
-    U32 w = U32(weight.bytes) >> 24, alpha = w + (vreinterpretq_u32_u16(kept) >> 24);
+    uint8x8_t twice = vmovn_u16(U16(weight.bytes));
+    U16 kept = vmull_u8(alpha_twice(under), vmvn_u8(twice));
+    U32 w = U32(weight.bytes) >> 24, alpha = w + (U32(kept) >> 24);
     return {U8(alpha << 24), {repeat_byte<1>(U8(reciprocal_of(alpha) * w))}};
 }
 
@@ -159,62 +140,60 @@ QX_INLINE U8 towards(U8 from, U8 to, ByteWeight share) {
 QX_INLINE uint8x16x2_t both(Pair px) { return {{px.first, px.second}}; }
 
 // Byte `from` of every pixel, x256.
-QX_INLINE uint16x8_t plane_x256(Pair px, int from) {
+QX_INLINE U16 plane_x256(Pair px, int from) {
     static constexpr auto index = constant<uint8_t>([](int i) { return i % 2 == 0 ? 255 : i / 2 * 4; });
-    return vreinterpretq_u16_u8(vqtbl2q_u8(both(px), index.vector() | U8(splat_16(from << 8))));
+    return U16(vqtbl2q_u8(both(px), index.vector() | U8(splat_16(from << 8))));
 }
 
 // A product / 512, floored: the doubled product of 64 times the byte has it in its high half.
 struct PlanesX64 {
-    int16x8_t byte_0, byte_1, byte_2;
+    I16 byte_0, byte_1, byte_2;
 };
 QX_INLINE PlanesX64 planes_of(Pair px) {
-    auto plane = [=](int k) QX_LAMBDA { return vreinterpretq_s16_u16(vshrq_n_u16(plane_x256(px, k), 2)); };
+    auto plane = [=](int k) QX_LAMBDA { return I16(vshrq_n_u16(plane_x256(px, k), 2)); };
     return {plane(0), plane(1), plane(2)};
 }
-QX_INLINE int16x8_t sum_of_512ths(const PlanesX64& px, int16_t from_0, int16_t from_1, int16_t from_2) {
-    return vqdmulhq_n_s16(px.byte_0, from_0) + vqdmulhq_n_s16(px.byte_1, from_1) +
-           vqdmulhq_n_s16(px.byte_2, from_2);
+QX_INLINE I16 sum_of_512ths(const PlanesX64& px, int from_0, int from_1, int from_2) {
+    auto product = [](I16 plane, int factor)
+                       QX_LAMBDA { return vqdmulhq_n_s16(plane, static_cast<int16_t>(factor)); };
+    return product(px.byte_0, from_0) + product(px.byte_1, from_1) + product(px.byte_2, from_2);
 }
-QX_INLINE Pair pixels_of_sixteenths(int16x8_t byte_0, int16x8_t byte_1, int16x8_t byte_2, Pair px) {
-    uint16x8_t bytes_23 = vuzp2q_u16(vreinterpretq_u16_u8(px.first), vreinterpretq_u16_u8(px.second));
-    int16x8_t bytes_01 = vsliq_n_s16(byte_0 >> 4, byte_1 >> 4, 8);
-    bytes_23 = vbslq_u16(vdupq_n_u16(0x00FF), vreinterpretq_u16_s16(byte_2 >> 4), bytes_23);
-    uint16x8_t low = vreinterpretq_u16_s16(bytes_01);
-    return {vreinterpretq_u8_u16(vzip1q_u16(low, bytes_23)), vreinterpretq_u8_u16(vzip2q_u16(low, bytes_23))};
+QX_INLINE Pair pixels_of_sixteenths(I16 byte_0, I16 byte_1, I16 byte_2, Pair px) {
+    U16 bytes_23 = vuzp2q_u16(U16(px.first), U16(px.second));
+    I16 bytes_01 = vsliq_n_s16(byte_0 >> 4, byte_1 >> 4, 8);
+    bytes_23 = vbslq_u16(vdupq_n_u16(0x00FF), U16(byte_2 >> 4), bytes_23);
+    U16 low = U16(bytes_01);
+    return {U8(vzip1q_u16(low, bytes_23)), U8(vzip2q_u16(low, bytes_23))};
 }
 
 // A sum of products / 8192, floored: of 8 times the bytes, its high half.
 struct PlanesX8 {
-    int16x8_t byte[3];
+    I16 byte[3];
 };
-QX_INLINE PlanesX8 offset_planes(Pair px, int16_t offset_0, int16_t offset_1, int16_t offset_2) {
-    auto plane = [=](int k, int16_t offset) QX_LAMBDA {
-        return vreinterpretq_s16_u16(vshrq_n_u16(plane_x256(px, k), 5)) - static_cast<int16_t>(8 * offset);
+QX_INLINE PlanesX8 offset_planes(Pair px, int offset_0, int offset_1, int offset_2) {
+    auto plane = [=](int k, int offset) QX_LAMBDA {
+        return I16(vshrq_n_u16(plane_x256(px, k), 5)) - static_cast<int16_t>(8 * offset);
     };
     return {{plane(0, offset_0), plane(1, offset_1), plane(2, offset_2)}};
 }
 template <int k>
-QX_INLINE int16x8_t sum_of_8192ths(const PlanesX8& px, int16_t from_k, int16_t from_1) {
-    int16x8_t byte_k = px.byte[k], byte_1 = px.byte[1];
-    int32x4_t low = vmull_n_s16(vget_low_s16(byte_k), from_k), high = vmull_high_n_s16(byte_k, from_k);
+QX_INLINE I16 sum_of_8192ths(const PlanesX8& px, int from_k, int from_1) {
+    auto factor_k = static_cast<int16_t>(from_k), factor_1 = static_cast<int16_t>(from_1);
+    I16 byte_k = px.byte[k], byte_1 = px.byte[1];
+    I32 low = vmull_n_s16(vget_low_s16(byte_k), factor_k), high = vmull_high_n_s16(byte_k, factor_k);
     if (from_1 != 0) {
-        low = vmlal_n_s16(low, vget_low_s16(byte_1), from_1);
-        high = vmlal_high_n_s16(high, byte_1, from_1);
+        low = vmlal_n_s16(low, vget_low_s16(byte_1), factor_1);
+        high = vmlal_high_n_s16(high, byte_1, factor_1);
     }
-    return vuzp2q_s16(vreinterpretq_s16_s32(low), vreinterpretq_s16_s32(high));
+    return vuzp2q_s16(I16(low), I16(high));
 }
-QX_INLINE Pair pixels_of_8192ths(int16x8_t byte_0, int16x8_t byte_1, int16x8_t byte_1_too, int16x8_t byte_2,
-                                 Pair px) {
-    uint8x8_t alphas =
-        vshrn_n_u16(vuzp2q_u16(vreinterpretq_u16_u8(px.first), vreinterpretq_u16_u8(px.second)), 8);
-    auto zipped = [](uint8x8_t a, uint8x8_t b) QX_LAMBDA {
-        return vreinterpretq_u16_u8(vzip1q_u8(vcombine_u8(a, a), vcombine_u8(b, b)));
-    };
-    uint16x8_t bytes_01 = zipped(vqmovun_s16(byte_0), vqmovun_s16(byte_1 + byte_1_too));
-    uint16x8_t bytes_23 = zipped(vqmovun_s16(byte_2), alphas);
-    return {vreinterpretq_u8_u16(vzip1q_u16(bytes_01, bytes_23)),
-            vreinterpretq_u8_u16(vzip2q_u16(bytes_01, bytes_23))};
+QX_INLINE Pair pixels_of_sums(I16 byte_0, I16 byte_1, I16 byte_1_too, I16 byte_2, Pair px) {
+    auto upper_lanes = vuzp2q_u16(U16(px.first), U16(px.second));
+    auto zipped = [](uint8x8_t a, uint8x8_t b)
+                      QX_LAMBDA { return U16(vzip1q_u8(vcombine_u8(a, a), vcombine_u8(b, b))); };
+    U16 bytes_01 = zipped(vqmovun_s16(byte_0), vqmovun_s16(byte_1 + byte_1_too));
+    U16 bytes_23 = zipped(vqmovun_s16(byte_2), vshrn_n_u16(upper_lanes, 8));
+    return {U8(vzip1q_u16(bytes_01, bytes_23)), U8(vzip2q_u16(bytes_01, bytes_23))};
 }
 
 // ---- samples ----
@@ -234,9 +213,9 @@ QX_INLINE void unpack_plane(uint16_t* dst, const uint8_t* group) {
     static constexpr auto shifts = constant<int16_t>([](int i) { return -(Plane::bit(first + i) % 8); });
     U8 bytes[blocks];
     for (int k = 0; k < blocks; ++k) bytes[k] = vld1q_u8(group + 16 * (block + k));
-    uint16x8_t samples = vreinterpretq_u16_u8(look_up<blocks>(bytes, index.vector()));
+    U16 samples = U16(look_up<blocks>(bytes, index.vector()));
     samples = vshlq_u16(samples, shifts.vector()) & 0x03FF;
-    *reinterpret_cast<U8Anywhere*>(dst + first) = vreinterpretq_u8_u16(samples);
+    *reinterpret_cast<U8Anywhere*>(dst + first) = U8(samples);
     if constexpr (first + 8 < 8 * Plane::kPerBlock) unpack_plane<Plane, first + 8>(dst, group);
 }
 

@@ -34,11 +34,13 @@ QX_PORTABLE U8 average(U8 a, U8 b) { return (a & b) + ((a ^ b) >> 1); }
 // Byte `from` of every pixel, in both of its 16-bit lanes as a number; in all four of its bytes.
 template <int from, typename Vector>
 QX_INLINE U16 spread_byte(Vector px) {
+    static_assert(same_type<Vector, U8>);
     U32 byte = U32(px) << (24 - 8 * from) >> 24;
     return U16(byte | byte << 16);
 }
 template <int from, typename Vector>
 QX_INLINE U8 repeat_byte(Vector px) {
+    static_assert(same_type<Vector, U8>);
     U16 twice = spread_byte<from>(px);
     return U8(twice | twice << 8);
 }
@@ -110,11 +112,14 @@ QX_PORTABLE void store_up_to(Argb32* p, Pair px, int n) {
 
 // Pixels 0, step, 2 * step and so on of a line; nothing after the last of them is read.
 QX_PORTABLE U8 load_every(const Argb32* src, ptrdiff_t step) {
-    U32 px{};
-    for (int k = 0; k < kPixels; ++k) px[k] = reinterpret_cast<const WordAnywhere*>(src)[k * step];
-    return U8(px);
+    auto word = reinterpret_cast<const WordAnywhere*>(src);
+    return each_pixel([=](int k) QX_LAMBDA { return word[k * step]; });
 }
-QX_PORTABLE U8 load_every_second(const Argb32* src) { return load_every(src, 2); }
+QX_PORTABLE U8 load_every_second(const Argb32* src) {
+    // The second vector ends with the last pixel asked for.
+    U32 first = U32(load(src)), second = U32(load(src + kPixels - 1));
+    return U8(shuffle(first, second, [](int i) { return i < kPixels / 2 ? 2 * i : 2 * i + 1; }));
+}
 
 // ---- masks: one byte for each pixel of a vector ----
 
@@ -122,40 +127,46 @@ struct MaskLanes {
     U16 lanes;  // the byte as a number, in both lanes of its pixel
 };
 
-QX_PORTABLE MaskLanes spread_mask(const uint8_t (&bytes)[kPixels]) {
-    U32 lanes{};
-    for (int k = 0; k < kPixels; ++k) lanes[k] = bytes[k];
+// The bytes of a vector's pixels in a number, the first one lowest.
+QX_PORTABLE MaskLanes spread_mask(uint64_t bytes) {
+    U32 lanes = U32(each_pixel([=](int k) QX_LAMBDA { return static_cast<uint8_t>(bytes >> 8 * k); }));
     return {U16(lanes | lanes << 16)};
 }
-QX_PORTABLE MaskLanes load(const uint8_t* mask) {
-    uint8_t bytes[kPixels];
-    __builtin_memcpy(bytes, mask, kPixels);
+template <typename Map>
+QX_INLINE uint64_t mask_bytes(const uint8_t* mask, int n, Map map) {
+    uint64_t bytes = 0;
+    for (int k = 0; k < n; ++k) bytes |= uint64_t{map(mask[k])} << (8 * k);
+    return bytes;
+}
+QX_PORTABLE auto load(const uint8_t* mask) {
+    uint64_t bytes = 0;
+    __builtin_memcpy(&bytes, mask, kPixels < 8 ? kPixels : 8);
     return spread_mask(bytes);
 }
-QX_PORTABLE MaskLanes load_n(const uint8_t* mask, int n) {
-    uint8_t bytes[kPixels] = {};
-    for (int k = 0; k < n; ++k) bytes[k] = mask[k];
-    return spread_mask(bytes);
+QX_PORTABLE auto load_n(const uint8_t* mask, int n) {
+    return spread_mask(mask_bytes(mask, n, [](uint8_t m) QX_LAMBDA { return m; }));
 }
 
 // Pixels under a mask: their alpha is multiplied by it, / 256; the colours stay.
 QX_PORTABLE U8 scale_alpha(U8 px, MaskLanes mask) { return with_alpha(px, U8((U16(px) >> 8) * mask.lanes)); }
 
-// A table of 256 bytes that masks are seen through.
+// A table of 256 bytes that masks are seen through. Two loads a pixel are all that machines have which cannot
+// keep it in registers.
+struct TableInMemory {
+    const uint8_t* bytes;
+};
 QX_PORTABLE TableInMemory table_of(const uint8_t* bytes) { return {bytes}; }
+
+QX_PORTABLE auto load_n(const uint8_t* mask, TableInMemory table, int n) {
+    return spread_mask(mask_bytes(mask, n, [=](uint8_t m) QX_LAMBDA { return table.bytes[m]; }));
+}
+QX_PORTABLE auto load(const uint8_t* mask, TableInMemory table) { return load_n(mask, table, kPixels); }
 
 // Each byte times opacity / 256. What cannot be kept in registers goes to `room`.
 QX_PORTABLE TableInMemory fade(TableInMemory table, Opacity opacity, uint8_t (&room)[256]) {
     for (int i = 0; i < 256; ++i) room[i] = static_cast<uint8_t>(table.bytes[i] * opacity.number >> 8);
     return {room};
 }
-
-QX_PORTABLE auto load_n(const uint8_t* mask, TableInMemory table, int n) {
-    uint8_t bytes[kPixels] = {};
-    for (int k = 0; k < n; ++k) bytes[k] = table.bytes[mask[k]];
-    return load(bytes);
-}
-QX_PORTABLE auto load(const uint8_t* mask, TableInMemory table) { return load_n(mask, table, kPixels); }
 
 // ---- weights, of 0 to 256 in 1/256, and bytes multiplied by them; every quotient is floored on its own ----
 
@@ -164,6 +175,7 @@ QX_PORTABLE Spread splat_weight(uint32_t number) { return {splat_16(number)}; }
 // Byte `from` of every pixel as a weight.
 template <int from, typename Vector>
 QX_INLINE Spread byte_weight(Vector px) {
+    static_assert(same_type<Vector, U8>);
     return {spread_byte<from>(px)};
 }
 
@@ -250,6 +262,9 @@ QX_PORTABLE U8 towards(U8 from, U8 to, Spread share) {
 
 QX_PORTABLE constexpr int block_vectors() { return 1; }
 
+// Whether covers are better prepared for many blocks before the first is finished.
+QX_PORTABLE constexpr bool covers_wait() { return false; }
+
 // What a block's weights are made of, and what is made of it for vector k.
 template <typename... Line>
 QX_INLINE auto load_block(Line... line) {
@@ -262,73 +277,55 @@ QX_INLINE Prepared of_vector(Prepared prepared, int) {
 
 // ---- conversions: two vectors of pixels at a time ----
 
-// A number for every pixel of two vectors.
-struct PairOfLanes {
-    I32 first, second;
+// Bytes 0, 1 and 2 of the pixels as numbers, less an offset each.
+struct Planes {
+    I32 byte[3][2];
 };
-template <typename Rule, typename... More>
-QX_INLINE PairOfLanes each(Rule rule, const PairOfLanes& a, const More&... more) {
-    return {rule(a.first, more.first...), rule(a.second, more.second...)};
+QX_PORTABLE Planes offset_planes(Pair px, int offset_0, int offset_1, int offset_2) {
+    auto plane = [](U8 v, int k, int offset) QX_LAMBDA { return I32(U32(v) << (24 - 8 * k) >> 24) - offset; };
+    return {{{plane(px.first, 0, offset_0), plane(px.second, 0, offset_0)},
+             {plane(px.first, 1, offset_1), plane(px.second, 1, offset_1)},
+             {plane(px.first, 2, offset_2), plane(px.second, 2, offset_2)}}};
 }
+QX_PORTABLE auto planes_of(Pair px) { return offset_planes(px, 0, 0, 0); }
 
-// Bytes 0, 1 and 2 of the pixels.
-struct PlanesOfLanes {
-    PairOfLanes byte[3];
+// Sums of products: of each byte and its factor / 512, each quotient floored; of byte k, 0 or 2, and byte 1,
+// the sum / 8192, floored.
+struct Sums {
+    I32 of[2];
 };
-QX_PORTABLE PlanesOfLanes planes_of(Pair px) {
-    auto plane = [=](int k) QX_LAMBDA {
-        return PairOfLanes{I32(U32(px.first) << (24 - 8 * k) >> 24),
-                           I32(U32(px.second) << (24 - 8 * k) >> 24)};
+QX_PORTABLE Sums sum_of_512ths(const Planes& px, int from_0, int from_1, int from_2) {
+    auto sum = [&](int v) QX_LAMBDA {
+        return (px.byte[0][v] * from_0 >> 9) + (px.byte[1][v] * from_1 >> 9) + (px.byte[2][v] * from_2 >> 9);
     };
-    return {{plane(0), plane(1), plane(2)}};
+    return {{sum(0), sum(1)}};
+}
+template <int k, typename AnyPlanes>
+QX_INLINE Sums sum_of_8192ths(const AnyPlanes& px, int from_k, int from_1) {
+    auto sum = [&](int v) QX_LAMBDA { return (px.byte[k][v] * from_k + px.byte[1][v] * from_1) >> 13; };
+    return {{sum(0), sum(1)}};
 }
 
-// The sums of the bytes' products / 512, each quotient floored.
-QX_PORTABLE PairOfLanes sum_of_512ths(const PlanesOfLanes& px, int16_t from_0, int16_t from_1,
-                                      int16_t from_2) {
-    auto sum = [=](I32 byte_0, I32 byte_1, I32 byte_2) QX_LAMBDA {
-        return (byte_0 * from_0 >> 9) + (byte_1 * from_1 >> 9) + (byte_2 * from_2 >> 9);
+// Pixels of sums: / 16, floored, modulo 256; or saturated, byte 1 being that of two added. Alpha is that of
+// px.
+QX_PORTABLE Pair pixels_of_sixteenths(const Sums& byte_0, const Sums& byte_1, const Sums& byte_2, Pair px) {
+    auto colours = [&](int v) QX_LAMBDA {
+        return U8((byte_0.of[v] >> 4 & 255) | (byte_1.of[v] >> 4 & 255) << 8 |
+                  (byte_2.of[v] >> 4 & 255) << 16);
     };
-    return each(sum, px.byte[0], px.byte[1], px.byte[2]);
+    return {with_alpha(colours(0), px.first), with_alpha(colours(1), px.second)};
 }
-
-// Pixels whose bytes 0, 1 and 2 are sums / 16, floored, modulo 256, and whose alpha is that of px.
-QX_PORTABLE Pair pixels_of_sixteenths(PairOfLanes byte_0, PairOfLanes byte_1, PairOfLanes byte_2, Pair px) {
-    auto colours = [](I32 sum_0, I32 sum_1, I32 sum_2) QX_LAMBDA {
-        return (sum_0 >> 4 & 255) | (sum_1 >> 4 & 255) << 8 | (sum_2 >> 4 & 255) << 16;
-    };
-    PairOfLanes out = each(colours, byte_0, byte_1, byte_2);
-    return {with_alpha(U8(out.first), px.first), with_alpha(U8(out.second), px.second)};
-}
-
-// Bytes 0, 1 and 2 of the pixels, less an offset each.
-QX_PORTABLE PlanesOfLanes offset_planes(Pair px, int16_t offset_0, int16_t offset_1, int16_t offset_2) {
-    auto less = [](const PairOfLanes& plane, int16_t offset) QX_LAMBDA {
-        return PairOfLanes{plane.first - offset, plane.second - offset};
-    };
-    const PlanesOfLanes all = planes_of(px);
-    return {{less(all.byte[0], offset_0), less(all.byte[1], offset_1), less(all.byte[2], offset_2)}};
-}
-
-// (byte k * from_k + byte 1 * from_1) / 8192, floored, for k of 0 or 2.
-template <int k, typename Planes>
-QX_INLINE PairOfLanes sum_of_8192ths(const Planes& px, int16_t from_k, int16_t from_1) {
-    auto sum = [=](I32 byte_k, I32 byte_1) QX_LAMBDA { return (byte_k * from_k + byte_1 * from_1) >> 13; };
-    return each(sum, px.byte[k], px.byte[1]);
-}
-
-// Pixels of three such sums, byte 1 of two added, saturated, and the alpha of px.
-QX_PORTABLE Pair pixels_of_8192ths(PairOfLanes byte_0, PairOfLanes byte_1, PairOfLanes byte_1_too,
-                                   PairOfLanes byte_2, Pair px) {
+QX_PORTABLE Pair pixels_of_sums(const Sums& byte_0, const Sums& byte_1, const Sums& byte_1_too,
+                                const Sums& byte_2, Pair px) {
     auto saturated = [](I32 sum) QX_LAMBDA {
         sum &= ~(sum >> 31);                  // not below 0
         return (sum | I32(sum > 255)) & 255;  // not above 255
     };
-    auto colours = [=](I32 sum_0, I32 sum_1, I32 sum_1_too, I32 sum_2) QX_LAMBDA {
-        return saturated(sum_0) | saturated(sum_1 + sum_1_too) << 8 | saturated(sum_2) << 16;
+    auto colours = [&](int v) QX_LAMBDA {
+        return U8(saturated(byte_0.of[v]) | saturated(byte_1.of[v] + byte_1_too.of[v]) << 8 |
+                  saturated(byte_2.of[v]) << 16);
     };
-    PairOfLanes out = each(colours, byte_0, byte_1, byte_1_too, byte_2);
-    return {with_alpha(U8(out.first), px.first), with_alpha(U8(out.second), px.second)};
+    return {with_alpha(colours(0), px.first), with_alpha(colours(1), px.second)};
 }
 
 // ---- 10-bit samples out of a group of 128 bytes, eight blocks of 16 ----
@@ -368,17 +365,17 @@ struct Taps {
     Fraction fraction;
 };
 
-// The taps of n outputs, within src[0 .. src_count - 1]; those from n on, if any, are any pixels.
+// The taps of n outputs, within src[0 .. src_count - 1]; those from n on, if any, repeat the last.
 QX_PORTABLE Taps load_taps(const Argb32* src, int32_t, uint32_t position, uint32_t step, int n) {
     static constexpr auto lane = constant<uint32_t>([](int i) { return i; });
-    U32 left{}, right{}, positions = (position & 255) + lane.vector() * step;
-    for (int k = 0; k < kPixels; ++k) {
+    U32 positions = (position & 255) + lane.vector() * step;
+    auto tap = [=](int k) QX_LAMBDA {
         const uint32_t own = position + static_cast<uint32_t>(k < n ? k : n - 1) * step;
-        const WordAnywhere* tap = reinterpret_cast<const WordAnywhere*>(src) + (own >> 8);
-        right[k] = tap[1];
-        left[k] = k % 2 == 0 ? tap[0] : right[k - 1];
-    }
-    return {U8(left), U8(right), byte_weight<0>(U8(positions))};
+        return reinterpret_cast<const WordAnywhere*>(src) + (own >> 8);
+    };
+    U8 left = each_pixel([=](int k) QX_LAMBDA { return k % 2 == 0 ? tap(k)[0] : tap(k - 1)[1]; });
+    U8 right = each_pixel([=](int k) QX_LAMBDA { return tap(k)[1]; });
+    return {left, right, byte_weight<0>(U8(positions))};
 }
 
 }  // namespace qx::QX_ISA

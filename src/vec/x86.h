@@ -1,12 +1,332 @@
-// What sse2, avx2 and avx512 do better, in 32 and in 64 bits. "x256" says that a lane holds a byte in its
-// high half.
+// What sse2, avx2 and avx512 do better: the operations that stand on portable ones.
 #pragma once
 
-// What the portable formulas call,
-#include "vec/x86_bytes.h"
-#include "vec/x86_memory.h"
-// and what calls portable operations itself.
+#include "vec/x86_base.h"
+//
+#include "vec/portable.h"
+
+namespace qx::QX_ISA {
+
+// ---- weights ----
+
+// Alpha x256 has the quotient by 256 of its product with mask x256 in its high byte.
+QX_INLINE U8 scale_alpha(U8 px, MaskX256 mask) {
+    return with_alpha(px, U8(mul_hi(mask.lanes, U16(px & splat(kAlphaByte)))));
+}
+
+QX_INLINE Spread weight_of(U8 fg, Opacity opacity) {
+    return {mul_hi(alpha_x256(fg), splat_16(opacity.number))};
+}
+QX_INLINE Spread weight_of(U8 fg, MaskX256 mask) { return {mul_hi(mask.lanes, spread_byte<3>(fg))}; }
+QX_INLINE Spread weight_of(U8 fg, MaskX256 mask, Opacity opacity) {
+    return {mul_hi(alpha_x256(fg), mul_hi(mask.lanes, splat_16(opacity.number)))};
+}
+
+QX_INLINE Terms scale_premultiplied(U8 px, Spread weight) {
+    U16 factor = spread_byte<3>(px) * weight.lanes;
+    return {mul_hi(U16(px) & 0x00FF, factor), mul_hi(U16(opaque(px)) & 0xFF00, factor)};
+}
+
+#if QX_VECTOR_BYTES >= 32
+// In each 16-bit lane, the sum of the products of the lower and of the upper bytes: of pixels times factors
+// of -128 to 127.
+QX_INLINE I16 mul_add_bytes(U8 px, I16 factors) { return I16(QX_OP(maddubs_epi16)(Bits(px), Bits(factors))); }
+
+// The first term is a + floor(-a * n / 256). Products of bytes need no splitting; their high bytes are the
+// quotients.
+QX_INLINE U8 mix(U8 a, U8 b, int n) {
+    auto times = [](U8 px, int factor, int shift) QX_LAMBDA {
+        return U8(mul_add_bytes(px, I16(splat_16(static_cast<uint32_t>(factor & 255) << shift))));
+    };
+    U8 even = times(a, -n, 0) + times(b, n, 0), odd = times(a, -n, 8) + times(b, n, 8);
+    return a + merge_high(U16(even), U16(odd));
+}
+#endif
+
+QX_INLINE constexpr bool covers_wait() { return true; }  // for the divider, or look-ups in a row
+
+// ---- sums of products ----
+
+// A byte times -128, times a coefficient's opposite, has the quotient by 512 in its high half, floored. -128
+// is a factor that a byte can hold. The pixels lie in some order, which pixels_of_sixteenths undoes.
+struct PlanesX128 {
+    I16 byte_0, byte_1, byte_2;
+};
+QX_INLINE PlanesX128 planes_of(Pair px) {
+#if QX_VECTOR_BYTES >= 32
+#if QX_VECTOR_BYTES == 64
+    auto from = [](int i) { return (i % 16 < 8 ? 0 : kBytes) + i / 16 * 16 + i % 8 / 2 * 4 + i % 2; };
+    U8 bytes_01 = shuffle(px.first, px.second, from);
+    U8 bytes_23 = shuffle(px.first, px.second, [=](int i) { return from(i) + 2; });
+#else
+    static constexpr auto index =
+        constant<uint8_t>([](int i) { return i % 8 / 2 * 4 + i % 16 / 8 * 2 + i % 2; });
+    Bits first = _mm256_shuffle_epi8(Bits(px.first), Bits(index.vector()));
+    Bits second = _mm256_shuffle_epi8(Bits(px.second), Bits(index.vector()));
+    U8 bytes_01 = U8(_mm256_unpacklo_epi64(first, second)),
+       bytes_23 = U8(_mm256_unpackhi_epi64(first, second));
+#endif
+    I16 lower = I16(splat_16(0x0080)), upper = I16(splat_16(0x8000));
+    return {mul_add_bytes(bytes_01, lower), mul_add_bytes(bytes_01, upper), mul_add_bytes(bytes_23, lower)};
+#else
+    auto plane = [=](int from) QX_LAMBDA {
+        auto byte = [=](U8 v) QX_LAMBDA { return Bits(U32(v) << (24 - 8 * from) >> 24); };
+        return I16(_mm_packs_epi32(byte(px.first), byte(px.second))) * -128;
+    };
+    return {plane(0), plane(1), plane(2)};
+#endif
+}
+
+QX_INLINE I16 sum_of_512ths(const PlanesX128& px, int from_0, int from_1, int from_2) {
+    auto product = [](I16 plane, int factor)
+                       QX_LAMBDA { return mul_hi(plane, I16{} - static_cast<int16_t>(factor)); };
+    return product(px.byte_2, from_2) + product(px.byte_1, from_1) + product(px.byte_0, from_0);
+}
+
+QX_INLINE Pair pixels_of_sixteenths(I16 byte_0, I16 byte_1, I16 byte_2, Pair px) {
+    U8 bytes_01 = select(U8(splat_16(0xFF00)), U8(byte_1 << 4), U8(byte_0 >> 4));
+    Pair out = zip_in_blocks(U16(bytes_01), U16(byte_2 >> 4));
+    return {with_alpha(out.first, px.first), with_alpha(out.second, px.second)};
+}
+
+// The sum of the products of bytes x8 has the quotient by 8192 in its high half, floored.
+struct PlanesX8 {
+    I16 bytes_01[2], bytes_21[2];  // in the lower and the upper lanes of their pixels
+};
+QX_INLINE I16 splat_pair(int lower, int upper) {
+    return I16(U32{} + (lower & 0xFFFF) + (uint32_t(upper) << 16));
+}
+
+QX_INLINE PlanesX8 offset_planes(Pair px, int offset_0, int offset_1, int offset_2) {
+#if QX_VECTOR_BYTES >= 32
+    auto bytes_01 = [](U8 v) QX_LAMBDA { return I16(shuffle_pixels<0, -1, 1, -1>(v)); };
+    auto bytes_21 = [](U8 v) QX_LAMBDA { return I16(shuffle_pixels<2, -1, 1, -1>(v)); };
+#else
+    auto with_byte_1 = [](U32 low, U8 v) QX_LAMBDA { return I16(low | U32(v) << 16 >> 24 << 16); };
+    auto bytes_01 = [=](U8 v) QX_LAMBDA { return with_byte_1(U32(v) << 24 >> 24, v); };
+    auto bytes_21 = [=](U8 v) QX_LAMBDA { return with_byte_1(U32(v) << 8 >> 24, v); };
+#endif
+    const I16 less_01 = splat_pair(offset_0, offset_1), less_21 = splat_pair(offset_2, offset_1);
+    return {{8 * (bytes_01(px.first) - less_01), 8 * (bytes_01(px.second) - less_01)},
+            {8 * (bytes_21(px.first) - less_21), 8 * (bytes_21(px.second) - less_21)}};
+}
+
+struct SumsX65536 {
+    U32 of[2];
+};
+template <int k>
+QX_INLINE SumsX65536 sum_of_8192ths(const PlanesX8& px, int from_k, int from_1) {
+    auto sum = [=](I16 bytes) QX_LAMBDA {
+        return U32(QX_OP(madd_epi16)(Bits(bytes), Bits(splat_pair(from_k, from_1))));
+    };
+    const I16(&bytes)[2] = k == 0 ? px.bytes_01 : px.bytes_21;
+    return {{sum(bytes[0]), sum(bytes[1])}};
+}
+
+// Byte 1 is the sum of two high halves; what lies below them is not carried, since lanes of 16 bits are
+// added.
+QX_INLINE U8 pixels_of_high_halves(U32 byte_0, U32 byte_1, U32 byte_1_too, U32 byte_2, U8 px) {
+    U32 bytes_1 = U32(U16(byte_1) + U16(byte_1_too));
+#if QX_VECTOR_BYTES == 64
+    U16 upper_lanes =
+        shuffle(U16(byte_0), U16(byte_2), [](int i) { return (i % 2 == 0 ? 0 : kBytes / 2) + (i | 1); });
+    I16 bytes_0_2 = I16(upper_lanes);
+#elif QX_VECTOR_BYTES == 32
+    I16 bytes_0_2 = I16(_mm256_blend_epi16(Bits(byte_0 >> 16), Bits(byte_2), 0xAA));
+#else
+    I16 bytes_0_2 = I16(byte_0 >> 16 | (byte_2 & 0xFFFF0000));
+#endif
+#if QX_VECTOR_BYTES >= 32
+    U8 packed = pack_saturated(bytes_0_2, I16(bytes_1));
+    auto from = [](int i) { return i / 16 * 16 + i % 16 / 4 * 2 + (i % 4 == 1 ? 9 : i % 4 / 2); };
+#if QX_VECTOR_BYTES == 64
+    return shuffle(packed, px, [=](int i) { return i % 4 == 3 ? kBytes + i : from(i); });
+#else
+    return with_alpha(shuffle(packed, packed, from), px);
+#endif
+#else
+    Bits packed = Bits(pack_saturated(bytes_0_2, I16(bytes_1 >> 16)));
+    return with_alpha(U8(_mm_unpacklo_epi8(packed, _mm_srli_si128(packed, 8))), px);
+#endif
+}
+QX_INLINE Pair pixels_of_sums(const SumsX65536& byte_0, const SumsX65536& byte_1,
+                              const SumsX65536& byte_1_too, const SumsX65536& byte_2, Pair px) {
+    auto pixels = [&](int v, U8 alpha) QX_LAMBDA {
+        return pixels_of_high_halves(byte_0.of[v], byte_1.of[v], byte_1_too.of[v], byte_2.of[v], alpha);
+    };
+    return {pixels(0, px.first), pixels(1, px.second)};
+}
+
+// ---- samples ----
+
+#if QX_VECTOR_BYTES == 64
+// 32 samples from `first` on; those after the group's last are no samples.
+template <typename Plane, int first>
+QX_INLINE U16 samples(const uint8_t* group) {
+    static constexpr auto shifts = constant<uint16_t>([](int i) { return Plane::bit(first + i) % 8; });
+    U8 bytes = shuffle(U8(_mm512_loadu_si512(group)), U8(_mm512_loadu_si512(group + kBytes)),
+                       [](int i) { return Plane::bit(first + i / 2) / 8 % 128 + i % 2; });
+    return U16(bytes) >> shifts.vector() & 0x03FF;
+}
+
+template <typename Plane>
+QX_INLINE void unpack_plane(uint16_t* dst, const uint8_t* group) {
+    constexpr int kSamples = 8 * Plane::kPerBlock;
+    Bits out = Bits(samples<Plane, 0>(group));
+    if constexpr (kSamples > 32) {
+        _mm512_storeu_si512(dst, out);
+        out = Bits(samples<Plane, 32>(group));
+        dst += 32;
+    }
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst), _mm512_castsi512_si256(out));
+    if constexpr (kSamples % 32 == 24)
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + 16), _mm512_extracti32x4_epi32(out, 2));
+}
+#elif QX_VECTOR_BYTES == 32
+// Half of a group: block k and, in the upper half of the vector, block k + 4, where the same samples lie.
+QX_INLINE Bits load_blocks(const uint8_t* group, int k) {
+    auto block = [=](int n)
+                     QX_LAMBDA { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(group) + n); };
+    return _mm256_inserti128_si256(_mm256_castsi128_si256(block(k)), block(k + 4), 1);
+}
+
+// The bytes that eight samples from `first` on have in block k; 0 for samples of other blocks.
+template <typename Plane, int first, int k>
+QX_INLINE U8 sample_bytes(const uint8_t* group) {
+    if constexpr (Plane::bit(first + 7) < 128 * k || Plane::bit(first) >= 128 * (k + 1)) return U8{};
+    static constexpr auto index = constant<uint8_t>([](int i) {
+        int bit = Plane::bit(first + i % 16 / 2);
+        return bit / 128 == k ? bit % 128 / 8 + i % 2 : 0x80;
+    });
+    return U8(_mm256_shuffle_epi8(load_blocks(group, k), Bits(index.vector())));
+}
+
+// Eight samples of each half from `first` on. The product moves a sample to the top of its lane, whatever bit
+// of its bytes it starts at.
+template <typename Plane, int first>
+QX_INLINE U16 samples(const uint8_t* group) {
+    static constexpr auto factors =
+        constant<uint16_t>([](int i) { return 64 >> Plane::bit(first + i % 8) % 8; });
+    U8 bytes = sample_bytes<Plane, first, 0>(group) | sample_bytes<Plane, first, 1>(group) |
+               sample_bytes<Plane, first, 2>(group) | sample_bytes<Plane, first, 3>(group);
+    return U16(bytes) * factors.vector() >> 6;
+}
+
+template <typename Plane, int first = 0>
+QX_INLINE void unpack_plane(uint16_t* dst, const uint8_t* group) {
+    constexpr int kHalf = 4 * Plane::kPerBlock;
+    Bits out = Bits(samples<Plane, first>(group));
+    __m128i lower = _mm256_castsi256_si128(out), upper = _mm256_extracti128_si256(out, 1);
+    auto at = [=](int i) QX_LAMBDA { return reinterpret_cast<__m128i*>(dst + i); };
+    if constexpr (kHalf - first >= 8) {
+        _mm_storeu_si128(at(first), lower);
+        _mm_storeu_si128(at(kHalf + first), upper);
+    } else {
+        _mm_storel_epi64(at(first), lower);
+        _mm_storel_epi64(at(kHalf + first), upper);
+    }
+    if constexpr (kHalf - first > 8) unpack_plane<Plane, first + 8>(dst, group);
+}
+#endif
+// ---- pixels of a line that lie apart ----
+
+// Vectors of four pixels, from rule(0), rule(4) and so on.
+template <typename Rule>
+QX_INLINE U8 fours(Rule rule) {
+#if QX_VECTOR_BYTES == 64
+    auto eight = [=](int k) QX_LAMBDA {
+        return _mm512_castsi256_si512(
+            _mm256_inserti128_si256(_mm256_castsi128_si256(rule(k)), rule(k + 4), 1));
+    };
+    return U8(_mm512_inserti64x4(eight(0), _mm512_castsi512_si256(eight(8)), 1));
+#elif QX_VECTOR_BYTES == 32
+    return U8(_mm256_set_m128i(rule(4), rule(0)));
+#else
+    return U8(rule(0));
+#endif
+}
+
+QX_INLINE U8 load_every(const Argb32* src, ptrdiff_t step) {
+    return fours([=](int k) QX_LAMBDA {
+        const Argb32* p = src + k * step;
+        __m128i low = _mm_unpacklo_epi32(_mm_loadu_si32(p), _mm_loadu_si32(p + step));
+        __m128i high = _mm_unpacklo_epi32(_mm_loadu_si32(p + 2 * step), _mm_loadu_si32(p + 3 * step));
+        return _mm_unpacklo_epi64(low, high);
+    });
+}
+
+#if QX_VECTOR_BYTES >= 32
+// The pixels at even places of a vector, each followed by the one at the same place of another.
+QX_INLINE U8 follow_by(U8 even, U8 px) {
+#if QX_VECTOR_BYTES == 64
+    return U8(_mm512_mask_shuffle_epi32(Bits(even), 0xAAAA, Bits(px), _MM_PERM_CCAA));
+#else
+    return U8(_mm256_blend_epi32(Bits(even), _mm256_shuffle_epi32(Bits(px), _MM_SHUFFLE(2, 2, 0, 0)), 0xAA));
+#endif
+}
+
+// The pixels at index, 0 to 2 * kPixels - 1, of a pair of vectors; or of its first one.
+QX_INLINE U8 permute_pixels(U8 px, U32 index) {
+#if QX_VECTOR_BYTES == 64
+    return U8(_mm512_permutexvar_epi32(Bits(index), Bits(px)));
+#else
+    return U8(_mm256_permutevar8x32_epi32(Bits(px), Bits(index)));
+#endif
+}
+QX_INLINE U8 permute_pixels(Pair px, U32 index) {
+#if QX_VECTOR_BYTES == 64
+    return U8(_mm512_permutex2var_epi32(Bits(px.first), Bits(index), Bits(px.second)));
+#else
+    auto first = _mm256_castsi256_ps(Bits(permute_pixels(px.first, index)));
+    auto second = _mm256_castsi256_ps(Bits(permute_pixels(px.second, index)));
+    auto from_second = _mm256_castsi256_ps(Bits(index << 28));  // bit 3 to the top
+    return U8(_mm256_castps_si256(_mm256_blendv_ps(first, second, from_second)));
+#endif
+}
+#endif
+
+#if QX_VECTOR_BYTES == 32
+QX_INLINE U8 load_every_second(const Argb32* src) {
+    auto floats = [=](int i) QX_LAMBDA { return _mm256_castsi256_ps(Bits(load(src + i))); };
+    Bits mixed =
+        _mm256_castps_si256(_mm256_shuffle_ps(floats(0), floats(kPixels - 1), _MM_SHUFFLE(3, 1, 2, 0)));
+    return U8(_mm256_permute4x64_epi64(mixed, _MM_SHUFFLE(3, 1, 2, 0)));
+}
+#endif
+
+// Out of one or two vectors where those reach far enough and end within the line; else one by one, a pair of
+// neighbours at a load. Those from n on repeat the last one.
+QX_INLINE Taps load_taps(const Argb32* src, [[maybe_unused]] int32_t src_count, uint32_t position,
+                         uint32_t step, int n) {
+    static constexpr auto lane = constant<uint32_t>([](int i) { return i; });
+    U32 positions = (position & 255) + lane.vector() * step;  // from the first left tap on
+    Spread fraction = byte_weight<0>(U8(positions));
+#if QX_VECTOR_BYTES >= 32
+    // The last right tap of a vector is at most (255 + (kPixels - 1) * step) / 256 + 1 pixels after its base.
+    constexpr uint32_t kOneVector = (kPixels - 2) * 256 / (kPixels - 1);
+    constexpr uint32_t kTwoVectors = (2 * kPixels - 2) * 256 / (kPixels - 1);
+    const int32_t base = static_cast<int32_t>(position >> 8), reach = src_count - base;
+    auto taps_from = [=, index = positions >> 8](auto px) QX_LAMBDA -> Taps {
+        U8 right = permute_pixels(px, index + 1);
+        return {follow_by(permute_pixels(px, index), right), right, fraction};
+    };
+    if (step <= kOneVector && reach >= kPixels) return taps_from(load(src + base));
+    if (step <= kTwoVectors && reach >= 2 * kPixels)
+        return taps_from(Pair{load(src + base), load(src + base + kPixels)});
+#endif
+    auto pixel_of = [=](int k) QX_LAMBDA {
+        return src + ((position + static_cast<uint32_t>(k < n ? k : n - 1) * step) >> 8);
+    };
+    auto pair_at = [=](int k)
+                       QX_LAMBDA { return _mm_loadl_epi64(reinterpret_cast<const __m128i*>(pixel_of(k))); };
+    auto right_of = [=](int k) QX_LAMBDA {
+        return _mm_unpacklo_epi32(_mm_loadu_si32(pixel_of(k) + 1), _mm_loadu_si32(pixel_of(k + 1) + 1));
+    };
+    return {fours([=](int k) QX_LAMBDA { return _mm_unpacklo_epi64(pair_at(k), pair_at(k + 2)); }),
+            fours([=](int k) QX_LAMBDA { return _mm_unpacklo_epi64(right_of(k), right_of(k + 2)); }),
+            fraction};
+}
+
+}  // namespace qx::QX_ISA
+
 #include "vec/x86_blocks.h"
-#include "vec/x86_conversions.h"
-#include "vec/x86_taps.h"
-#include "vec/x86_weights.h"

@@ -3,7 +3,7 @@
 #pragma once
 
 #include "vec/reciprocal_table.h"
-#include "vec/x86_weights.h"
+#include "vec/x86.h"
 
 #if QX_VECTOR_BYTES == 64
 
@@ -17,10 +17,9 @@ struct Packed {
 };
 
 QX_INLINE Packed load_block(const Argb32* line) {
-    static constexpr auto index = constant<uint8_t>([](int i) { return 4 * i + 3; });
     auto alphas = [=](int k) QX_LAMBDA {
-        return _mm512_permutex2var_epi8(Bits(load(line + k * kPixels)), Bits(index.vector()),
-                                        Bits(load(line + (k + 1) * kPixels)));
+        U8 first = load(line + k * kPixels), second = load(line + (k + 1) * kPixels);
+        return Bits(shuffle(first, second, [](int i) { return (4 * i + 3) % (2 * kBytes); }));
     };
     return {U8(_mm512_inserti64x4(alphas(0), _mm512_castsi512_si256(alphas(2)), 1))};
 }
@@ -47,12 +46,11 @@ QX_INLINE TableInRegisters table_of(const uint8_t* bytes) {
 // The low bytes (half = 0) or the high bytes (half = 1) of a table of 16-bit numbers.
 template <int half>
 QX_INLINE TableInRegisters table_of(const uint16_t* numbers) {
-    static constexpr auto index = constant<uint8_t>([](int i) { return 2 * i + half; });
     TableInRegisters table;
     for (int k = 0; k < 4; ++k) {
         const uint16_t* from = numbers + k * kBytes;
-        table.part[k] = _mm512_permutex2var_epi8(_mm512_loadu_si512(from), Bits(index.vector()),
-                                                 _mm512_loadu_si512(from + kBytes / 2));
+        U8 first = U8(_mm512_loadu_si512(from)), second = U8(_mm512_loadu_si512(from + kBytes / 2));
+        table.part[k] = Bits(shuffle(first, second, [](int i) { return 2 * i + half; }));
     }
     return table;
 }
@@ -62,10 +60,10 @@ QX_INLINE MaskX256 spread_mapped(__m128i bytes, const TableInRegisters& table) {
     return {U16(table[U8(index)]) & 0xFF00};
 }
 QX_INLINE MaskX256 load(const uint8_t* mask, const TableInRegisters& table) {
-    return spread_mapped(load_mask_bytes(mask), table);
+    return spread_mapped(load_bytes(mask), table);
 }
 QX_INLINE MaskX256 load_n(const uint8_t* mask, const TableInRegisters& table, int n) {
-    return spread_mapped(load_mask_bytes(mask, n), table);
+    return spread_mapped(load_bytes(mask, n), table);
 }
 QX_INLINE Packed load_block(const uint8_t* mask, const TableInRegisters& table) {
     return {table[load_block(mask).bytes]};
@@ -97,9 +95,7 @@ QX_INLINE Packed weight_of(Packed fg, Packed mask, Opacity opacity) {
 // lanes.
 template <int half>
 QX_INLINE U16 merge_bytes(U8 low, U8 high) {
-    static constexpr auto index =
-        constant<uint8_t>([](int i) { return (i % 2 == 0 ? 0 : kBytes) + i / 2 * 2 + half; });
-    return U16(_mm512_permutex2var_epi8(Bits(low), Bits(index.vector()), Bits(high)));
+    return U16(shuffle(low, high, [](int i) { return (i % 2 == 0 ? 0 : kBytes) + i / 2 * 2 + half; }));
 }
 
 QX_INLINE Cover<Packed, Packed> cover(Packed under, Packed weight) {
