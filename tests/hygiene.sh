@@ -14,7 +14,7 @@ scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
 
 case $what in
-exports) # the library shows the names that the header declares, and no other
+exports) # the library shows the names that the header declares, and no other; host.c calls each
     ${CC:-cc} -E -P "$2" | grep -o 'qx_[A-Za-z0-9_]*' | sort -u >"$scratch/declared"
     case $1 in
     *.dll) objdump -p "$1" | awk '/Name Pointer\] Table/ { list = 1 } /^$/ { list = 0 } list && /\[ *[0-9]+\]/ { print $NF }' ;;
@@ -22,6 +22,8 @@ exports) # the library shows the names that the header declares, and no other
     esac | sort >"$scratch/exported"
     [ -s "$scratch/declared" ] || fail "no name found in $2"
     diff "$scratch/declared" "$scratch/exported" || fail "the header (<) and the library (>) differ"
+    cut -d ' ' -f 1 "$(dirname "$0")/hashes.txt" | sort | diff "$scratch/declared" - ||
+        fail "the header (<) and what host.c calls (>) differ"
     echo "$(wc -l <"$scratch/exported") names"
     ;;
 imports) # the system and the run-time of the library's hosts, no other DLL
