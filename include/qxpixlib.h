@@ -33,6 +33,11 @@
 
 #include <stdint.h>
 
+/* The version that this header describes; CMake and the packages take it from here. */
+#define QXPIXLIB_VERSION_MAJOR 1
+#define QXPIXLIB_VERSION_MINOR 0
+#define QXPIXLIB_VERSION_PATCH 0
+
 /* QX_API: exported when the library itself is built, else imported. QX_CALL: the calling convention. */
 #if defined(_WIN32)
 #define QX_CALL __cdecl

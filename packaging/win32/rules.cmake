@@ -12,7 +12,6 @@ foreach(declaration IN LISTS declarations)
 endforeach()
 set(def_file ${PROJECT_BINARY_DIR}/qxpixlib.def)
 file(CONFIGURE OUTPUT ${def_file} CONTENT "${exports}" NEWLINE_STYLE WIN32)
-set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS include/qxpixlib.h)
 configure_file(packaging/win32/version.rc.in version.rc @ONLY)
 
 target_sources(qxpixlib PRIVATE ${def_file} ${PROJECT_BINARY_DIR}/version.rc)
