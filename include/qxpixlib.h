@@ -38,10 +38,11 @@
 #define QXPIXLIB_VERSION_MINOR 0
 #define QXPIXLIB_VERSION_PATCH 0
 
-/* QX_API: exported when the library itself is built, else imported. QX_CALL: the calling convention. */
+/* QX_API: exported when the library itself is built, else imported, unless QXPIXLIB_STATIC says that it is linked
+ * in (the CMake package and the pkg-config file do, where it is). QX_CALL: the calling convention. */
 #if defined(_WIN32)
 #define QX_CALL __cdecl
-#if defined(QXPIXLIB_BUILD)
+#if defined(QXPIXLIB_BUILD) || defined(QXPIXLIB_STATIC)
 #define QX_API
 #else
 #define QX_API __declspec(dllimport)

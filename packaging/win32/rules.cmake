@@ -31,4 +31,5 @@ find_program(DLLTOOL NAMES llvm-dlltool llvm-dlltool-14 REQUIRED)
 add_custom_command(OUTPUT qxpixlib.lib
   COMMAND ${DLLTOOL} -m i386 -d ${def_file} -D qxpixlib.dll -l qxpixlib.lib
   DEPENDS ${def_file} VERBATIM)
-add_custom_target(import_library ALL DEPENDS qxpixlib.lib)
+add_custom_target(qxpixlib_import_library ALL DEPENDS qxpixlib.lib)
+install(FILES ${def_file} ${PROJECT_BINARY_DIR}/qxpixlib.lib DESTINATION ${CMAKE_INSTALL_LIBDIR})

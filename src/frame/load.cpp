@@ -3,7 +3,7 @@
 #if defined(__i386__) || defined(__x86_64__)
 #include <cpuid.h>
 #endif
-#if defined(_WIN32)
+#if defined(_WIN32) && !defined(QXPIXLIB_STATIC)
 #include <windows.h>
 #endif
 
@@ -52,7 +52,7 @@ void on_load() { active = builds[usable_builds() - 1].kernels; }
 
 }  // namespace qx
 
-#if defined(_WIN32)
+#if defined(_WIN32) && !defined(QXPIXLIB_STATIC)
 extern "C" BOOL WINAPI DllMain(HINSTANCE, DWORD reason, LPVOID) {
     if (reason == DLL_PROCESS_ATTACH) qx::on_load();
     return TRUE;
