@@ -38,8 +38,9 @@
 #define QXPIXLIB_VERSION_MINOR 0
 #define QXPIXLIB_VERSION_PATCH 0
 
-/* QX_API: exported when the library itself is built, else imported, unless QXPIXLIB_STATIC says that it is linked
- * in (the CMake package and the pkg-config file do, where it is). QX_CALL: the calling convention. */
+/* QX_API: a name of the shared library (on Windows its module definition file exports it, and programs import it);
+ * QXPIXLIB_STATIC, which the CMake package and the pkg-config file define where it is so, says that the library is
+ * linked in. QX_CALL: the calling convention. */
 #if defined(_WIN32)
 #define QX_CALL __cdecl
 #if defined(QXPIXLIB_BUILD) || defined(QXPIXLIB_STATIC)
@@ -214,8 +215,7 @@ QX_API void QX_CALL qx_zoom_in2x1d(Argb32* dst, const Argb32* src, int32_t count
  * qx_zoom_in2x1d would leave stay as they were, and enter the odd rows as they are.
  *
  * A height of 0 or below copies row 0 of dst to row 1, and does no more. A width of 0 or below, or above
- * 1073741823, does nothing.
- * dst and src may not overlap. */
+ * 1073741823, does nothing. dst and src may not overlap. */
 QX_API void QX_CALL qx_zoom_in2x2d(Argb32* dst, const Argb32* src, int32_t width, int32_t height,
                                    int32_t src_stride);
 

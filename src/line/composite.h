@@ -76,8 +76,9 @@ template <typename Table>
 constexpr bool kLooksUp<MappedMask<Table>> = block_vectors() > 1;
 
 constexpr int kBlockPixels = block_vectors() * kPixels;
-constexpr int kBatch =
-    40 / block_vectors();  // blocks: of some hundred pixels, which stay in the nearest cache
+// Vectors, in blocks. With 10 of them sse2 and avx2 lose 6 %, with 20 they lose 2 %; 80 gain nothing, and
+// double the stack. (Zen 4, 1920 pixels.)
+constexpr int kBatch = 40 / block_vectors();
 
 // Whole blocks from pixel i on, a batch at a time. Returns the pixel after them.
 template <typename Step, typename... Lines>

@@ -8,9 +8,10 @@
 namespace qx::QX_ISA {
 
 // The pixels of a long line that come before its first aligned vector of dst. They are done apart, because a
-// store across two cache lines costs as much as several; a short line would lose more than it gains.
+// store across two cache lines costs as much as several. In a line of fewer than some 16 vectors that part
+// costs more than the stores gain, and vectors of 16 bytes lie across lines too seldom.
 QX_INLINE int32_t unaligned_pixels(const Argb32* dst, int32_t count) {
-    if (kPixels <= 4 || count < 16 * kPixels) return 0;
+    if (kBytes <= 16 || count < 16 * kPixels) return 0;
     return static_cast<int32_t>(-(reinterpret_cast<uintptr_t>(dst) / sizeof(Argb32)) % kPixels);
 }
 
