@@ -69,7 +69,7 @@ CoverStep(Finish) -> CoverStep<Finish>;
 template <typename>
 constexpr bool kPreparesCovers = false;
 template <typename Finish>
-constexpr bool kPreparesCovers<CoverStep<Finish>> = covers_wait();
+constexpr bool kPreparesCovers<CoverStep<Finish>> = vectors_to_wait() > 0;
 template <typename>
 constexpr bool kLooksUp = false;
 template <typename Table>
@@ -114,7 +114,8 @@ QX_INLINE void composite(Step step, Argb32* dst, const Argb32* bg, const Argb32*
         count, head,
         [=](int32_t i, int32_t end) QX_LAMBDA {
             if constexpr (kPreparesCovers<Step> || (kLooksUp<Lines> || ...))
-                i = composite_batches(i, step, dst, bg, fg, end, lines...);
+                if (end - i >= vectors_to_wait() * kPixels)
+                    i = composite_batches(i, step, dst, bg, fg, end, lines...);
             map_whole(dst, i, end, one, bg, fg, lines...);
         },
         [=](int32_t i, int32_t n) QX_LAMBDA {

@@ -134,9 +134,12 @@ QX_PORTABLE MaskLanes spread_mask(uint64_t bytes) {
 }
 template <typename Map>
 QX_INLINE uint64_t mask_bytes(const uint8_t* mask, int n, Map map) {
-    uint64_t bytes = 0;
-    for (int k = 0; k < n; ++k) bytes |= uint64_t{map(mask[k])} << (8 * k);
-    return bytes;
+    auto four = [=](int from) QX_LAMBDA {  // in 32 bits, where 64 take more than twice as long
+        uint32_t bytes = 0;
+        for (int k = 0; k < 4 && k < n - from; ++k) bytes |= uint32_t{map(mask[from + k])} << (8 * k);
+        return bytes;
+    };
+    return kPixels > 4 ? four(0) | uint64_t{four(4)} << 32 : four(0);
 }
 QX_PORTABLE auto load(const uint8_t* mask) {
     uint64_t bytes = 0;
@@ -262,8 +265,9 @@ QX_PORTABLE U8 towards(U8 from, U8 to, Spread share) {
 
 QX_PORTABLE constexpr int block_vectors() { return 1; }
 
-// Whether covers are better prepared for many blocks before the first is finished.
-QX_PORTABLE constexpr bool covers_wait() { return false; }
+// From how many vectors on covers, and look-ups for a block, are better prepared for many before the first is
+// finished; 0 where they never are.
+QX_PORTABLE constexpr int vectors_to_wait() { return 0; }
 
 // What a block's weights are made of, and what is made of it for vector k.
 template <typename... Line>

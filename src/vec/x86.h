@@ -43,7 +43,7 @@ QX_INLINE U8 mix(U8 a, U8 b, int n) {
 }
 #endif
 
-QX_INLINE constexpr bool covers_wait() { return true; }  // for the divider, or look-ups in a row
+QX_INLINE constexpr int vectors_to_wait() { return kBytes == 64 ? 4 : 16; }  // for look-ups; for the divider
 
 // ---- sums of products ----
 

@@ -184,6 +184,10 @@ QX_INLINE MaskX256 spread_mask(uint64_t bytes) {
 #if QX_VECTOR_BYTES == 32
     static constexpr auto index = constant<uint8_t>([](int i) { return i % 2 == 0 ? 0x80 : i / 4; });
     Bits four_times = _mm256_set1_epi64x(static_cast<long long>(bytes));
+    if constexpr (sizeof(void*) == 4) {  // where set1 would go through memory, and wait there
+        __m128i low = _mm_cvtsi32_si128(static_cast<int>(bytes));
+        four_times = _mm256_broadcastq_epi64(_mm_insert_epi32(low, static_cast<int>(bytes >> 32), 1));
+    }
     return {U16(_mm256_shuffle_epi8(four_times, Bits(index.vector())))};
 #else
     Bits words = _mm_unpacklo_epi8(_mm_setzero_si128(), _mm_cvtsi32_si128(static_cast<int>(bytes)));
