@@ -1,4 +1,4 @@
-// Every line kernel of every build that this machine runs, and the exported functions, against the reference.
+// Every line kernel of every build, and the exported functions, against the reference.
 #include "line_kernels.h"
 
 #include <climits>
@@ -148,7 +148,7 @@ TEST(Exhaustive, ConversionsHoldForEveryColour) {
         for (uint32_t high = 0; high < 256; ++high) {
             for (uint32_t i = 0; i < kLine; ++i) src[i] = i | high << 16 | (i * 7 + high) << 24;
             kernel.expect({want.data(), src.data(), nullptr, nullptr, nullptr, 0, kLine});
-            for (const qx::Build& build : machine_builds()) {
+            for (const qx::Build& build : tested_builds()) {
                 kernel.call(*build.kernels, {got.data(), src.data(), nullptr, nullptr, nullptr, 0, kLine});
                 ASSERT_EQ(got, want) << name << " " << build.name;
             }
@@ -168,7 +168,7 @@ TEST(Exhaustive, InterpolationHoldsForEveryPairAndWeight) {
         const Arguments x = {got.data(), a.data(), b.data(), nullptr, nullptr, weight, kLine};
         for (int i = 0; i < kLine; ++i)
             want[size_t(i)] = reference::mix(a[size_t(i)], b[size_t(i)], int(weight));
-        for (const qx::Build& build : machine_builds()) {
+        for (const qx::Build& build : tested_builds()) {
             kernel_named("lin_pix").call(*build.kernels, x);
             ASSERT_EQ(got, want) << build.name << " weight " << weight;
         }

@@ -11,8 +11,16 @@
 
 #include "guarded.h"
 #include "line_kernels.h"
+#include "other_builds.h"
 
 namespace qx {
+#define QX_DECLARE(build, condition)  \
+    namespace build {                 \
+    extern const KernelTable kernels; \
+    }
+QX_OTHER_BUILDS(QX_DECLARE)
+#undef QX_DECLARE
+
 inline void PrintTo(const Build& build, std::ostream* out) { *out << build.name; }
 }  // namespace qx
 inline void PrintTo(const LineKernel& kernel, std::ostream* out) { *out << kernel.name; }
@@ -29,8 +37,17 @@ inline const qx::KernelTable exported = {
 #undef QX_ENTRY
 };
 
-inline std::vector<qx::Build> tables() {
+// The builds that this machine runs, those included that are in no library.
+inline std::vector<qx::Build> tested_builds() {
     std::vector<qx::Build> all = machine_builds();
+#define QX_ADD(build, condition) all.push_back({#build, &qx::build::kernels});
+    QX_OTHER_BUILDS(QX_ADD)
+#undef QX_ADD
+    return all;
+}
+
+inline std::vector<qx::Build> tables() {
+    std::vector<qx::Build> all = tested_builds();
     all.push_back({"exports", &exported});
     return all;
 }
