@@ -1,6 +1,7 @@
 #!/bin/sh
 # What the compiled objects and the header must be like, whatever the kernels compute.
-# usage: hygiene.sh exports LIBRARY HEADER | imports DLL | objects VECTOR_BYTES OBJECT... | header HEADER
+# usage: hygiene.sh exports LIBRARY HEADER | imports DLL | symbols OBJECT... | instructions VECTOR_BYTES OBJECT... |
+#        header HEADER
 set -eu
 
 fail() {
@@ -30,12 +31,16 @@ imports) # the system and the run-time of the library's hosts, no other DLL
     objdump -p "$1" | awk '/DLL Name/ { print $3 }' | sort >"$scratch/imported"
     printf 'KERNEL32.dll\nMSVCR120.dll\n' | diff - "$scratch/imported" || fail "$1 imports other DLLs (>)"
     ;;
-objects) # nothing that the linker could take from this build for another one, and no wider vector than the build's
-    bytes=$1
-    shift
+symbols) # nothing that the linker could take from one build for another
     [ $# -gt 0 ] || fail "no objects"
     nm "$@" >"$scratch/symbols"
     if grep -E ' [WwVvu] ' "$scratch/symbols"; then fail "weak symbols"; fi
+    echo "$# objects, $(wc -l <"$scratch/symbols") symbols"
+    ;;
+instructions) # on x86: none of a wider build, and the upper register halves as the caller wants them
+    bytes=$1
+    shift
+    [ $# -gt 0 ] || fail "no objects"
     objdump -d --no-show-raw-insn "$@" >"$scratch/code"
     case $bytes in
     16) wider='[%][yz]mm|^ .*:[[:space:]]+v[a-z]' ;;
@@ -48,7 +53,6 @@ objects) # nothing that the linker could take from this build for another one, a
          /vzeroupper/ { dirty = 0 }
          /[[:space:]]ret/ { returns++; if (dirty) { print name, "returns without vzeroupper"; failed = 1 } }
          END { exit failed || !returns }' "$scratch/code" || fail "upper register halves in use at a return"
-    echo "$# objects, $(wc -l <"$scratch/symbols") symbols"
     ;;
 header) # one header for C and C++
     printf '#include "%s"\nint main(void) { qx_pixinit(); return 0; }\n' "$1" >"$scratch/use.c"

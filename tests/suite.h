@@ -52,12 +52,13 @@ inline std::vector<qx::Build> tables() {
     return all;
 }
 
-// Random bytes, every fourth an extreme: 0 and 255 are where truncation and saturation go wrong.
+// Random bytes, every fourth an extreme: there truncation, saturation and signs go wrong.
 class RandomBytes {
  public:
     uint8_t operator()() {
         uint32_t r = uint32_t(engine_());
-        return r & 0x300 ? uint8_t(r) : r & 0x400 ? 255 : 0;
+        constexpr uint8_t extremes[] = {0, 0, 1, 127, 128, 254, 255, 255};
+        return r & 0x300 ? uint8_t(r) : extremes[r >> 10 & 7];
     }
     int below(int n) { return int(engine_() % uint32_t(n)); }
     void fill(void* p, size_t bytes) { std::generate_n(static_cast<uint8_t*>(p), bytes, std::ref(*this)); }
