@@ -14,7 +14,16 @@
 #include <unistd.h>
 #endif
 
-constexpr size_t kPage = 4096;  // of every x86 system
+inline size_t page_size() {
+#if defined(_WIN32)
+    SYSTEM_INFO info;
+    GetSystemInfo(&info);
+    return info.dwPageSize;
+#else
+    return size_t(sysconf(_SC_PAGESIZE));
+#endif
+}
+inline const size_t kPage = page_size();
 
 // Pages without access, or null where there is no room; and access to some of them.
 inline uint8_t* reserve_pages(size_t bytes) {

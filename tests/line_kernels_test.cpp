@@ -5,6 +5,7 @@
 #include <numeric>
 #include <tuple>
 
+#include "float_modes.h"
 #include "suite.h"
 
 namespace {
@@ -108,22 +109,22 @@ TEST_P(LineKernelTest, WorksInPlace) {
 // rounding mode.
 TEST_P(LineKernelTest, HoldsForEveryPairOfAlphasInEveryRoundingMode) {
     constexpr int kPairs = 256 * 256;
-    constexpr unsigned kFlush = 0x8040, kUnmasked = 0x1000;  // all exceptions but "inexact" unmasked
-    const unsigned before = _mm_getcsr();
+    const FloatModes before = float_modes();
     std::vector<uint8_t> lut(256), mask(kPairs);
-    for (unsigned rounding : {0x0000u, 0x2000u, 0x4000u, 0x6000u}) {
+    for (const FloatModes& modes : difficult_float_modes) {
+        const bool a_with_masks = &modes == difficult_float_modes;  // for qx_mask; else b, for the blends
         std::vector<Argb32> a = random.line(kPairs), b = random.line(kPairs), got(kPairs);
         random.fill(lut.data(), lut.size());
         for (uint32_t i = 0; i < kPairs; ++i) {
             a[i] = (a[i] & 0xFFFFFF) | (i & 255) << 24;
             b[i] = (b[i] & 0xFFFFFF) | (i >> 8) << 24;
-            mask[i] = uint8_t(rounding ? i >> 8 : i);  // with the alpha of a (qx_mask) or of b (the blends)
+            mask[i] = a_with_masks ? uint8_t(i) : uint8_t(i >> 8);
         }
         Arguments x = {got.data(), a.data(), b.data(), mask.data(), lut.data(), some_number(), kPairs};
-        _mm_setcsr(kFlush | kUnmasked | rounding);
+        set_float_modes(modes);
         call(x);
-        _mm_setcsr(before);
-        ASSERT_EQ(got, expected(x)) << "rounding " << rounding << ", number " << x.number;
+        set_float_modes(before);
+        ASSERT_EQ(got, expected(x)) << "modes " << modes << ", number " << x.number;
     }
 }
 

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <gtest/gtest.h>
-#include <immintrin.h>
 
 #include <algorithm>
 #include <functional>
