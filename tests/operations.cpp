@@ -241,7 +241,7 @@ static const Operation rows[] = {
          each_pair(x, [&](Pair px) QX_LAMBDA {
              auto from = [&](int k) { return coefficient(x, k); };
              const auto bytes = offset_planes(px, x.table[32], x.table[33], x.table[34]);
-             return pixels_of_8192ths(
+             return pixels_of_sums(
                  sum_of_8192ths<0>(bytes, from(0), from(1)), sum_of_8192ths<0>(bytes, from(2), from(3)),
                  sum_of_8192ths<2>(bytes, from(4), 0), sum_of_8192ths<2>(bytes, from(5), from(6)), px);
          });
