@@ -15,7 +15,8 @@
  *
  *   Memory.     A function reads the pixels of its inputs and writes the pixels of dst, `count` of each, and
  *               touches no other byte: lines need no padding. It keeps nothing, neither pointer nor pixel.
- *   Alignment.  None is needed: any byte address will do for any line, and any stack.
+ *   Alignment.  None is needed: any byte address will do for any line, and any stack (but on 64-bit Windows
+ *               one that is aligned to 16 bytes, as they all are there).
  *   Aliasing.   dst may be the very same line as an input. Lines that overlap in any other way give
  *               unspecified pixels.
  *   Counts.     Signed. A count of 0 or below reads nothing and writes nothing.

@@ -88,7 +88,7 @@ END
 (cd "$scratch/build" && quietly cpack)
 case $(ls "$scratch/build"/qxpixlib-*.tar.gz "$scratch/build"/qxpixlib-*.zip 2>/dev/null) in
 *linux*.tar.gz) [ -z "$emulator" ] ;;
-*win32.zip) [ -n "$emulator" ] ;;
+*win"${emulator##*wine}".zip) ;; # wine32 or wine64
 *) false ;;
 esac || fail "the archive is of another system"
 

@@ -200,7 +200,7 @@ TEST(PictureExports, ReachColumnsBeyondTwoGigabytes) {
     const size_t dst_bytes = size_t{kWidth} * 4, src_bytes = size_t{kWidth} * 8;
     auto* dst = reinterpret_cast<Argb32*>(repeat_pages(kPiece * 4, dst_bytes));
     auto* src = reinterpret_cast<Argb32*>(repeat_pages(kPiece * 4, src_bytes));
-    if (dst == nullptr || src == nullptr) GTEST_SKIP() << "no address space for it";
+    if (dst == nullptr || src == nullptr) GTEST_SKIP() << "no room for it, or no repeating of pages";
     std::iota(src, src + kPiece, 0u);
     for (const qx::Build& build : tested_builds()) {
         std::fill_n(dst, kPiece, 1);
