@@ -114,14 +114,13 @@ QX_INLINE U8 mix(U8 a, U8 b, int n) {
 
 // ---- covers ----
 
-// 65535 / alpha, truncated, for an alpha of 1 to 255 in every 32-bit lane; some number for 0. A quotient that
-// is no whole number is at least a 65535th of itself away from one, so that (65535 + 1/2) / alpha within a
-// 131071th of itself will do: two steps of Newton's from an estimate of 8 bits.
+// 65535 / alpha, truncated, for an alpha of 1 to 255 in every 32-bit lane; some number for 0. One step of
+// Newton's from the estimate, which the architecture defines to the bit: for these 255 numbers any factor
+// from 65535.25 to 65536.25 gives the right quotient, so that no rounding matters.
 QX_INLINE U32 reciprocal_of(U32 alpha) {
     float32x4_t divisor = vcvtq_f32_u32(alpha), estimate = vrecpeq_f32(divisor);
     estimate = vmulq_f32(estimate, vrecpsq_f32(divisor, estimate));
-    estimate = vmulq_f32(estimate, vrecpsq_f32(divisor, estimate));
-    return vcvtq_u32_f32(vmulq_n_f32(estimate, 65535.5f));
+    return vcvtq_u32_f32(vmulq_n_f32(estimate, 65535.75f));
 }
 
 QX_INLINE Cover<U8, ByteWeight> cover(U8 under, ByteWeight weight) {
@@ -137,12 +136,13 @@ QX_INLINE U8 towards(U8 from, U8 to, ByteWeight share) {
 
 // ---- conversions: eight pixels at a time ----
 
-QX_INLINE uint8x16x2_t both(Pair px) { return {{px.first, px.second}}; }
+// The lower and the upper lanes of all pixels: bytes 0 and 1, and bytes 2 and 3.
+QX_INLINE U16 lower_lanes(Pair px) { return vuzp1q_u16(U16(px.first), U16(px.second)); }
+QX_INLINE U16 upper_lanes(Pair px) { return vuzp2q_u16(U16(px.first), U16(px.second)); }
 
-// Byte `from` of every pixel, x256.
-QX_INLINE U16 plane_x256(Pair px, int from) {
-    static constexpr auto index = constant<uint8_t>([](int i) { return i % 2 == 0 ? 255 : i / 2 * 4; });
-    return U16(vqtbl2q_u8(both(px), index.vector() | U8(splat_16(from << 8))));
+// Byte k, 0 to 2, of every pixel, x256.
+QX_INLINE U16 plane_x256(Pair px, int k) {
+    return k == 1 ? lower_lanes(px) & 0xFF00 : (k == 0 ? lower_lanes(px) : upper_lanes(px)) << 8;
 }
 
 // A product / 512, floored: the doubled product of 64 times the byte has it in its high half.
@@ -159,9 +159,8 @@ QX_INLINE I16 sum_of_512ths(const PlanesX64& px, int from_0, int from_1, int fro
     return product(px.byte_0, from_0) + product(px.byte_1, from_1) + product(px.byte_2, from_2);
 }
 QX_INLINE Pair pixels_of_sixteenths(I16 byte_0, I16 byte_1, I16 byte_2, Pair px) {
-    U16 bytes_23 = vuzp2q_u16(U16(px.first), U16(px.second));
     I16 bytes_01 = vsliq_n_s16(byte_0 >> 4, byte_1 >> 4, 8);
-    bytes_23 = vbslq_u16(vdupq_n_u16(0x00FF), U16(byte_2 >> 4), bytes_23);
+    U16 bytes_23 = vbslq_u16(vdupq_n_u16(0x00FF), U16(byte_2 >> 4), upper_lanes(px));
     U16 low = U16(bytes_01);
     return {U8(vzip1q_u16(low, bytes_23)), U8(vzip2q_u16(low, bytes_23))};
 }
@@ -188,11 +187,9 @@ QX_INLINE I16 sum_of_8192ths(const PlanesX8& px, int from_k, int from_1) {
     return vuzp2q_s16(I16(low), I16(high));
 }
 QX_INLINE Pair pixels_of_sums(I16 byte_0, I16 byte_1, I16 byte_1_too, I16 byte_2, Pair px) {
-    auto upper_lanes = vuzp2q_u16(U16(px.first), U16(px.second));
-    auto zipped = [](uint8x8_t a, uint8x8_t b)
-                      QX_LAMBDA { return U16(vzip1q_u8(vcombine_u8(a, a), vcombine_u8(b, b))); };
-    U16 bytes_01 = zipped(vqmovun_s16(byte_0), vqmovun_s16(byte_1 + byte_1_too));
-    U16 bytes_23 = zipped(vqmovun_s16(byte_2), vshrn_n_u16(upper_lanes, 8));
+    auto bytes_02 = vqmovun_high_s16(vqmovun_s16(byte_0), byte_2);
+    auto bytes_13 = vshrn_high_n_u16(vqmovun_s16(byte_1 + byte_1_too), upper_lanes(px), 8);
+    U16 bytes_01 = U16(vzip1q_u8(bytes_02, bytes_13)), bytes_23 = U16(vzip2q_u8(bytes_02, bytes_13));
     return {U8(vzip1q_u16(bytes_01, bytes_23)), U8(vzip2q_u16(bytes_01, bytes_23))};
 }
 
