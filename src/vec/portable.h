@@ -81,8 +81,13 @@ QX_PORTABLE U8 repeat_last(U8 px, int n) {
 // ---- vectors from memory and back, at any address; nothing but the pixels asked for is touched ----
 
 typedef uint8_t U8Anywhere __attribute__((vector_size(kBytes), aligned(1), may_alias));
-typedef uint32_t WordAnywhere __attribute__((aligned(1), may_alias));
-typedef uint16_t SampleAnywhere __attribute__((aligned(1), may_alias));
+
+// A struct, since g++ drops the alignment of a cast that changes a pointer's type by no more than that.
+template <typename Number>
+struct __attribute__((packed, may_alias)) Anywhere {
+    Number number;
+};
+using WordAnywhere = Anywhere<uint32_t>;
 
 QX_PORTABLE U8 load(const Argb32* p) { return *reinterpret_cast<const U8Anywhere*>(p); }
 QX_PORTABLE void store(Argb32* p, U8 px) { *reinterpret_cast<U8Anywhere*>(p) = px; }
@@ -91,12 +96,12 @@ QX_PORTABLE void store(Argb32* p, U8 px) { *reinterpret_cast<U8Anywhere*>(p) = p
 QX_PORTABLE U8 load_n(const Argb32* p, int n) {
     U32 px{};
     for (int k = 0; k < kPixels - 1; ++k)
-        if (k < n) px[k] = reinterpret_cast<const WordAnywhere*>(p)[k];
+        if (k < n) px[k] = reinterpret_cast<const WordAnywhere*>(p)[k].number;
     return U8(px);
 }
 QX_PORTABLE void store_n(Argb32* p, U8 px, int n) {
     for (int k = 0; k < kPixels - 1; ++k)
-        if (k < n) reinterpret_cast<WordAnywhere*>(p)[k] = U32(px)[k];
+        if (k < n) reinterpret_cast<WordAnywhere*>(p)[k].number = U32(px)[k];
 }
 
 // The first n pixels of a pair of vectors, 0 < n < 2 * kPixels.
@@ -113,7 +118,7 @@ QX_PORTABLE void store_up_to(Argb32* p, Pair px, int n) {
 // Pixels 0, step, 2 * step and so on of a line; nothing after the last of them is read.
 QX_PORTABLE U8 load_every(const Argb32* src, ptrdiff_t step) {
     auto word = reinterpret_cast<const WordAnywhere*>(src);
-    return each_pixel([=](int k) QX_LAMBDA { return word[k * step]; });
+    return each_pixel([=](int k) QX_LAMBDA { return word[k * step].number; });
 }
 QX_PORTABLE U8 load_every_second(const Argb32* src) {
     // The second vector ends with the last pixel asked for.
@@ -342,10 +347,10 @@ constexpr int kGroupBytes = 128;
 // The first n samples, one by one.
 template <typename Plane>
 QX_INLINE void unpack_samples(uint16_t* dst, const uint8_t* block, int n) {
-    SampleAnywhere* out = reinterpret_cast<SampleAnywhere*>(dst);
+    auto out = reinterpret_cast<Anywhere<uint16_t>*>(dst);
     auto unpack = [&](int k) QX_LAMBDA {
-        out[k] =
-            reinterpret_cast<const WordAnywhere*>(block)[Plane::bit(k) / 32] >> Plane::bit(k) % 32 & 0x3FF;
+        const uint32_t word = reinterpret_cast<const WordAnywhere*>(block)[Plane::bit(k) / 32].number;
+        out[k].number = word >> Plane::bit(k) % 32 & 0x3FF;
     };
     for (; n >= Plane::kPerBlock; n -= Plane::kPerBlock, out += Plane::kPerBlock, block += 16)
         for (int k = 0; k < Plane::kPerBlock; ++k) unpack(k);
@@ -377,8 +382,9 @@ QX_PORTABLE Taps load_taps(const Argb32* src, int32_t, uint32_t position, uint32
         const uint32_t own = position + static_cast<uint32_t>(k < n ? k : n - 1) * step;
         return reinterpret_cast<const WordAnywhere*>(src) + (own >> 8);
     };
-    U8 left = each_pixel([=](int k) QX_LAMBDA { return k % 2 == 0 ? tap(k)[0] : tap(k - 1)[1]; });
-    U8 right = each_pixel([=](int k) QX_LAMBDA { return tap(k)[1]; });
+    U8 left =
+        each_pixel([=](int k) QX_LAMBDA { return k % 2 == 0 ? tap(k)[0].number : tap(k - 1)[1].number; });
+    U8 right = each_pixel([=](int k) QX_LAMBDA { return tap(k)[1].number; });
     return {left, right, byte_weight<0>(U8(positions))};
 }
 
