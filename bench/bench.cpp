@@ -98,8 +98,7 @@ int main(int argc, char** argv) {
         print_json(results, others.processors());
         return 0;
     }
-    std::printf("%s; lines begin %zu bytes after a multiple of 64.\n", processor_name().c_str(),
-                line_offset);
+    std::printf("%s; lines begin %zu bytes after a multiple of 64.\n", processor_name().c_str(), line_offset);
     for (const Shape& shape : shapes) print_table(shape, results);
     if (others.processors() > 0.1)
         std::printf("\nThis machine was busy: other programs took %.0f %% of a processor meanwhile.\n",

@@ -110,6 +110,7 @@ void save_file(const std::string& path, const void* bytes, size_t count) {
         if (fd < 0 || !put_and_close(fd, bytes, count)) throw error_of_system(path, "written");
         return;
     }
+    if (exists && access(path.c_str(), W_OK) != 0) throw error_of_system(path, "written");
     std::filesystem::path target = path;
     while (std::filesystem::is_symlink(target))  // the last one may lead to no file yet
         target = target.parent_path() / std::filesystem::read_symlink(target);

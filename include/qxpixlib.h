@@ -34,14 +34,14 @@
 
 #include <stdint.h>
 
-/* The version that this header describes; CMake and the packages take it from here. */
+/* The version that this header describes; CMake, and the archives that it makes, take it from here. */
 #define QXPIXLIB_VERSION_MAJOR 1
 #define QXPIXLIB_VERSION_MINOR 0
 #define QXPIXLIB_VERSION_PATCH 0
 
-/* QX_API: a name of the shared library (on Windows its module definition file exports it, and programs import it);
- * QXPIXLIB_STATIC, which the CMake package and the pkg-config file define where it is so, says that the library is
- * linked in. QX_CALL: the calling convention. */
+/* QX_API: a name of the shared library (on Windows its module definition file exports it, and programs import
+ * it); QXPIXLIB_STATIC, which the CMake package and the pkg-config file define where it is so, says that the
+ * library is linked in. QX_CALL: the calling convention. */
 #if defined(_WIN32)
 #define QX_CALL __cdecl
 #if defined(QXPIXLIB_BUILD) || defined(QXPIXLIB_STATIC)

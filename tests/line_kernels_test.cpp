@@ -1,6 +1,7 @@
 // Every line kernel of every build, and the exported functions, against the reference.
 #include "line_kernels.h"
 
+#include <cfenv>
 #include <climits>
 #include <numeric>
 #include <tuple>
@@ -105,25 +106,28 @@ TEST_P(LineKernelTest, WorksInPlace) {
 
 // Every pair of alphas, and with the first one's alpha every mask byte: bytes 2 and 3 of an index. Would
 // catch: a weight, a reciprocal or a saturation that fails for a single pair. Once more with the caller's
-// floating-point modes changed. Would catch: a division that traps or an instruction that follows the
-// rounding mode.
+// floating-point modes changed. Would catch: a division that traps, or raises more than "inexact", in a whole
+// vector or in the part of one with which the line ends; an instruction that follows the rounding mode.
 TEST_P(LineKernelTest, HoldsForEveryPairOfAlphasInEveryRoundingMode) {
-    constexpr int kPairs = 256 * 256;
+    constexpr int kPairs = 256 * 256, kLine = kPairs + 1;
     const FloatModes before = float_modes();
-    std::vector<uint8_t> lut(256), mask(kPairs);
+    std::vector<uint8_t> lut(256), mask(kLine);
     for (const FloatModes& modes : difficult_float_modes) {
         const bool a_with_masks = &modes == difficult_float_modes;  // for qx_mask; else b, for the blends
-        std::vector<Argb32> a = random.line(kPairs), b = random.line(kPairs), got(kPairs);
+        std::vector<Argb32> a = random.line(kLine), b = random.line(kLine), got(kLine);
         random.fill(lut.data(), lut.size());
         for (uint32_t i = 0; i < kPairs; ++i) {
             a[i] = (a[i] & 0xFFFFFF) | (i & 255) << 24;
             b[i] = (b[i] & 0xFFFFFF) | (i >> 8) << 24;
             mask[i] = a_with_masks ? uint8_t(i) : uint8_t(i >> 8);
         }
-        Arguments x = {got.data(), a.data(), b.data(), mask.data(), lut.data(), some_number(), kPairs};
+        Arguments x = {got.data(), a.data(), b.data(), mask.data(), lut.data(), some_number(), kLine};
+        std::feclearexcept(FE_ALL_EXCEPT);
         set_float_modes(modes);
         call(x);
+        const int raised = std::fetestexcept(FE_ALL_EXCEPT & ~FE_INEXACT);
         set_float_modes(before);
+        ASSERT_EQ(raised, 0) << "modes " << modes;
         ASSERT_EQ(got, expected(x)) << "modes " << modes << ", number " << x.number;
     }
 }

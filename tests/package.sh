@@ -72,6 +72,9 @@ while read -r shared libdir includedir; do
         [ ! -e "$module" ] || [ "$shared" = OFF ] || ldd "$module" | grep -q "libqxpixlib.so.1 => $moved" ||
             fail "$module does not find the library: $(ldd "$module")"
     done
+    if [ $frei0r = ON ] && pkg-config --exists frei0r; then
+        [ -e "$libdir/frei0r-1/qxsblend.so" ] || fail "no mixer is installed"
+    fi
     if [ "$shared" = OFF ]; then
         quietly nm "$libdir/libqxpixlib.a"
         if grep DllMain "$scratch/log"; then fail "a static library with an entry of a DLL"; fi

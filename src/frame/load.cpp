@@ -25,8 +25,8 @@ static unsigned kept_registers() {
     return low;
 }
 
-// The processor is asked itself, since __builtin_cpu_supports knows some makers' alone and says no for
-// others'.
+// The processor is asked itself: __builtin_cpu_supports knows only some makers' processors, and says no for
+// the others.
 int usable_builds() {
     unsigned a, b = 0, c = 0, d;
     const unsigned kept = __get_cpuid(1, &a, &b, &c, &d) && (c & bit_OSXSAVE) ? kept_registers() : 0;

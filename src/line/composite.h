@@ -63,9 +63,9 @@ struct CoverStep {
 template <typename Finish>
 CoverStep(Finish) -> CoverStep<Finish>;
 
-// Covers are prepared for many vectors before the first is finished: in one loop with the colours the
-// processor runs out of room for operations that wait for a division. Weights out of a table are, where a
-// block looks up more bytes at once than a vector has pixels.
+// What is prepared for many vectors before the first is finished: covers, since in one loop with the colours
+// the processor runs out of room for operations that wait for a division; and weights out of a table, where
+// a block looks up more bytes at once than a vector has pixels.
 template <typename>
 constexpr bool kPreparesCovers = false;
 template <typename Finish>

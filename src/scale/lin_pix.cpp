@@ -6,13 +6,13 @@ void lin_pix(Argb32* dst, const Argb32* src1, const Argb32* src2, uint32_t weigh
     if (weight == 128) {
         const U8 even = splat(0xFEFEFEFE);  // half of either is half of its even part
         map(
-            dst, count, [=](U8 a, U8 b) { return average(a & even, b & even); }, src1, src2);
+            dst, count, [=](U8 a, U8 b) QX_LAMBDA { return average(a & even, b & even); }, src1, src2);
     } else if (weight > 128) {
         map(
-            dst, count, [=](U8 a, U8 b) { return mix(a, b, 256 - weight); }, src1, src2);
+            dst, count, [=](U8 a, U8 b) QX_LAMBDA { return mix(a, b, 256 - weight); }, src1, src2);
     } else {
         map(
-            dst, count, [=](U8 a, U8 b) { return mix(b, a, weight); }, src1, src2);
+            dst, count, [=](U8 a, U8 b) QX_LAMBDA { return mix(b, a, weight); }, src1, src2);
     }
 }
 

@@ -30,6 +30,10 @@ typedef uint32_t U32 __attribute__((vector_size(kBytes)));
 typedef int16_t I16 __attribute__((vector_size(kBytes)));
 typedef int32_t I32 __attribute__((vector_size(kBytes)));
 
+typedef uint8_t U8Anywhere __attribute__((vector_size(kBytes), aligned(1), may_alias));
+
+static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "a pixel's alpha has to be its last byte in memory");
+
 constexpr Argb32 kAlphaByte = 0xFF000000;
 
 // Two vectors of pixels.

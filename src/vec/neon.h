@@ -118,7 +118,8 @@ QX_INLINE U8 mix(U8 a, U8 b, int n) {
 // Newton's from the estimate, which the architecture defines to the bit: for these 255 numbers any factor
 // from 65535.25 to 65536.25 gives the right quotient, so that no rounding matters.
 QX_INLINE U32 reciprocal_of(U32 alpha) {
-    float32x4_t divisor = vcvtq_f32_u32(alpha), estimate = vrecpeq_f32(divisor);
+    float32x4_t divisor = vcvtq_f32_u32(vmaxq_u32(alpha, vdupq_n_u32(1))),  // 0 might trap
+        estimate = vrecpeq_f32(divisor);
     estimate = vmulq_f32(estimate, vrecpsq_f32(divisor, estimate));
     return vcvtq_u32_f32(vmulq_n_f32(estimate, 65535.75f));
 }
@@ -197,6 +198,7 @@ QX_INLINE Pair pixels_of_sums(I16 byte_0, I16 byte_1, I16 byte_1_too, I16 byte_2
 
 template <int blocks>
 QX_INLINE U8 look_up(const U8* block, U8 index) {
+    static_assert(blocks >= 2 && blocks <= 4);
     if constexpr (blocks == 2) return vqtbl2q_u8({{block[0], block[1]}}, index);
     if constexpr (blocks == 3) return vqtbl3q_u8({{block[0], block[1], block[2]}}, index);
     if constexpr (blocks == 4) return vqtbl4q_u8({{block[0], block[1], block[2], block[3]}}, index);

@@ -80,8 +80,6 @@ QX_PORTABLE U8 repeat_last(U8 px, int n) {
 
 // ---- vectors from memory and back, at any address; nothing but the pixels asked for is touched ----
 
-typedef uint8_t U8Anywhere __attribute__((vector_size(kBytes), aligned(1), may_alias));
-
 // A struct, since g++ drops the alignment of a cast that changes a pointer's type by no more than that.
 template <typename Number>
 struct __attribute__((packed, may_alias)) Anywhere {
@@ -132,7 +130,7 @@ struct MaskLanes {
     U16 lanes;  // the byte as a number, in both lanes of its pixel
 };
 
-// The bytes of a vector's pixels in a number, the first one lowest.
+// The bytes of a vector's pixels, eight at most, in a number, the first one lowest.
 QX_PORTABLE MaskLanes spread_mask(uint64_t bytes) {
     U32 lanes = U32(each_pixel([=](int k) QX_LAMBDA { return static_cast<uint8_t>(bytes >> 8 * k); }));
     return {U16(lanes | lanes << 16)};
@@ -233,7 +231,7 @@ QX_PORTABLE U8 add_saturated(Terms a, Terms b) {
 // a * (256 - n) / 256 + b * n / 256 of every byte, for n of 0 to 127.
 QX_PORTABLE U8 mix(U8 a, U8 b, int n) {
     Spread weight = {splat_16(static_cast<uint32_t>(n))};
-    return add(scale(a, Spread{256 - weight.lanes}), scale(b, weight));
+    return add(scale(a, rest_of(weight)), scale(b, weight));
 }
 
 // ---- covers ----
@@ -270,13 +268,14 @@ QX_PORTABLE U8 towards(U8 from, U8 to, Spread share) {
 
 QX_PORTABLE constexpr int block_vectors() { return 1; }
 
-// From how many vectors on covers, and look-ups for a block, are better prepared for many before the first is
-// finished; 0 where they never are.
+// From how many vectors on it pays to prepare many covers, or a block's look-ups, before the first is
+// finished; 0 where it never does.
 QX_PORTABLE constexpr int vectors_to_wait() { return 0; }
 
 // What a block's weights are made of, and what is made of it for vector k.
 template <typename... Line>
 QX_INLINE auto load_block(Line... line) {
+    static_assert((!same_type<Line, Argb32*> && ...), "a build's own takes lines that are const");
     return load(line...);
 }
 template <typename Prepared>
@@ -298,8 +297,8 @@ QX_PORTABLE Planes offset_planes(Pair px, int offset_0, int offset_1, int offset
 }
 QX_PORTABLE auto planes_of(Pair px) { return offset_planes(px, 0, 0, 0); }
 
-// Sums of products: of each byte and its factor / 512, each quotient floored; of byte k, 0 or 2, and byte 1,
-// the sum / 8192, floored.
+// Sums of products: of each byte and its factor / 512, each quotient floored, for factors of -16383 to 16383
+// and sums of 16 bits; of byte k, 0 or 2, and byte 1, the sum / 8192, floored.
 struct Sums {
     I32 of[2];
 };
@@ -374,7 +373,7 @@ struct Taps {
     Fraction fraction;
 };
 
-// The taps of n outputs, within src[0 .. src_count - 1]; those from n on, if any, repeat the last.
+// The taps of n outputs, within src[0 .. src_count - 1]; those from n on, if any, are any pixels.
 QX_PORTABLE Taps load_taps(const Argb32* src, int32_t, uint32_t position, uint32_t step, int n) {
     static constexpr auto lane = constant<uint32_t>([](int i) { return i; });
     U32 positions = (position & 255) + lane.vector() * step;

@@ -295,7 +295,7 @@ QX_INLINE U8 load_every_second(const Argb32* src) {
 #endif
 
 // Out of one or two vectors where those reach far enough and end within the line; else one by one, a pair of
-// neighbours at a load. Those from n on repeat the last one.
+// neighbours at a load.
 QX_INLINE Taps load_taps(const Argb32* src, [[maybe_unused]] int32_t src_count, uint32_t position,
                          uint32_t step, int n) {
     static constexpr auto lane = constant<uint32_t>([](int i) { return i; });

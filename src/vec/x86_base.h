@@ -108,10 +108,8 @@ QX_INLINE Terms scale_lanes(U8 px, U16 even, U16 odd) {
 
 // ---- memory ----
 
-typedef uint8_t BitsAnywhere __attribute__((vector_size(kBytes), aligned(1), may_alias));
-
 QX_INLINE U8 load(const Argb32* p) {
-    U8 px = *reinterpret_cast<const BitsAnywhere*>(p);
+    U8 px = *reinterpret_cast<const U8Anywhere*>(p);
     asm("" : "+v"(px));  // or g++ loads again for every use
     return px;
 }

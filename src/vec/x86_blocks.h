@@ -76,7 +76,7 @@ QX_INLINE Packed scale(Packed a, Packed b) {
     return {merge_high((x & 0x00FF) * (y & 0x00FF), mul_hi(x & 0xFF00, y & 0xFF00))};
 }
 QX_INLINE Packed scale(Packed bytes, Opacity opacity) {
-    return {merge(scale(bytes.bytes, splat_weight(opacity.number)))};
+    return {merge(scale(bytes.bytes, Spread{splat_16(opacity.number)}))};
 }
 
 QX_INLINE TableInRegisters fade(TableInRegisters table, Opacity opacity, uint8_t (&)[256]) {
