@@ -1,6 +1,8 @@
 """The functions of the library, on arrays: the checks that each needs, and its call."""
 
-from typing import Any, Optional, Union
+from __future__ import annotations  # help() shows them as they are written
+
+from typing import Any
 
 import numpy as np
 import numpy.typing as npt
@@ -10,7 +12,7 @@ from ._lines import (COUNT, INT32_MAX, Lines, by_lines, by_rows, destination, nu
                      pictures_without_gaps, pixel_stride, pixels, result, table_of)
 
 Bytes = npt.NDArray[np.uint8]
-Pixels = Union[npt.NDArray[np.uint32], Bytes]
+Pixels = npt.NDArray[np.uint32] | Bytes
 Samples = npt.NDArray[np.uint16]
 
 # ---- frame ----
@@ -38,7 +40,7 @@ def _converted(name: str, src: Any, out: Any) -> Pixels:
     return dst.given
 
 
-def argb2ayuv(src: Pixels, *, out: Optional[Pixels] = None) -> Pixels:
+def argb2ayuv(src: Pixels, *, out: Pixels | None = None) -> Pixels:
     """ARGB to AYUV by ITU-R BT.601 in studio range, bytes U, Y, V, A; alpha unchanged.
 
     >>> import numpy as np, qxpixlib as qx
@@ -48,7 +50,7 @@ def argb2ayuv(src: Pixels, *, out: Optional[Pixels] = None) -> Pixels:
     return _converted("argb2ayuv", src, out)
 
 
-def ayuv2argb(src: Pixels, *, out: Optional[Pixels] = None) -> Pixels:
+def ayuv2argb(src: Pixels, *, out: Pixels | None = None) -> Pixels:
     """AYUV by ITU-R BT.601 in studio range, bytes U, Y, V, A, to ARGB; alpha unchanged.
 
     >>> import numpy as np, qxpixlib as qx
@@ -116,8 +118,8 @@ def _composite(family: str, background: Any, foreground: Any, opacity: Any, mask
     return dst.given
 
 
-def blend(background: Pixels, foreground: Pixels, *, opacity: int = 256, mask: Optional[Bytes] = None,
-          table: Union[Bytes, bytes, None] = None, out: Optional[Pixels] = None) -> Pixels:
+def blend(background: Pixels, foreground: Pixels, *, opacity: int = 256, mask: Bytes | None = None,
+          table: Bytes | bytes | None = None, out: Pixels | None = None) -> Pixels:
     """Lays `foreground` over `background`, both of straight alpha; the result is premultiplied.
 
     The foreground's alpha is weighted by `opacity`, 0 to 256 for full, and by `mask`, of the picture's shape in uint8,
@@ -131,8 +133,8 @@ def blend(background: Pixels, foreground: Pixels, *, opacity: int = 256, mask: O
     return _composite("blend", background, foreground, opacity, mask, table, out)
 
 
-def lblend(background: Pixels, foreground: Pixels, *, opacity: int = 256, mask: Optional[Bytes] = None,
-           table: Union[Bytes, bytes, None] = None, out: Optional[Pixels] = None) -> Pixels:
+def lblend(background: Pixels, foreground: Pixels, *, opacity: int = 256, mask: Bytes | None = None,
+           table: Bytes | bytes | None = None, out: Pixels | None = None) -> Pixels:
     """Mixes the colours of `background` and `foreground` by the foreground's alpha alone, and adds the alphas.
 
     The arguments are those of blend: `opacity` of 0 to 256, `mask` of the picture's shape, `table` of 256 bytes.
@@ -144,8 +146,8 @@ def lblend(background: Pixels, foreground: Pixels, *, opacity: int = 256, mask: 
     return _composite("lblend", background, foreground, opacity, mask, table, out)
 
 
-def sblend(background: Pixels, foreground: Pixels, *, opacity: int = 256, mask: Optional[Bytes] = None,
-           table: Union[Bytes, bytes, None] = None, out: Optional[Pixels] = None) -> Pixels:
+def sblend(background: Pixels, foreground: Pixels, *, opacity: int = 256, mask: Bytes | None = None,
+           table: Bytes | bytes | None = None, out: Pixels | None = None) -> Pixels:
     """Lays `foreground` over `background`, both of straight alpha; the result has straight alpha too.
 
     The arguments are those of blend: `opacity` of 0 to 256, `mask` of the picture's shape, `table` of 256 bytes.
@@ -163,7 +165,7 @@ def sblend(background: Pixels, foreground: Pixels, *, opacity: int = 256, mask: 
 # ---- alpha and mask ----
 
 
-def alpha(src: Pixels, *, out: Optional[Pixels] = None) -> Pixels:
+def alpha(src: Pixels, *, out: Pixels | None = None) -> Pixels:
     """The alpha channel as a grey picture: all four bytes of a pixel are its alpha.
 
     >>> import numpy as np, qxpixlib as qx
@@ -173,7 +175,7 @@ def alpha(src: Pixels, *, out: Optional[Pixels] = None) -> Pixels:
     return _converted("alpha", src, out)
 
 
-def mask(src: Pixels, mask: Bytes, *, out: Optional[Pixels] = None) -> Pixels:
+def mask(src: Pixels, mask: Bytes, *, out: Pixels | None = None) -> Pixels:
     """Scales alpha by `mask`, uint8 of the picture's shape: alpha * mask / 256. `out` must not overlap the mask.
 
     >>> import numpy as np, qxpixlib as qx
@@ -190,7 +192,7 @@ def mask(src: Pixels, mask: Bytes, *, out: Optional[Pixels] = None) -> Pixels:
 # ---- interpolation, zoom, scaling ----
 
 
-def lin_pix(src1: Pixels, src2: Pixels, weight: int, *, out: Optional[Pixels] = None) -> Pixels:
+def lin_pix(src1: Pixels, src2: Pixels, weight: int, *, out: Pixels | None = None) -> Pixels:
     """Mixes two pictures: src1 * weight / 256 + src2 * (256 - weight) / 256 for every byte, `weight` 0 to 256.
 
     >>> import numpy as np, qxpixlib as qx
@@ -210,7 +212,7 @@ def _has_rows(lines: Lines, low: int, high: int) -> None:
         raise ValueError(f"src has to have rows of {low} to {high} pixels, and has them of {lines.shape[-1]}")
 
 
-def zoom_in2x1d(src: Pixels, *, out: Optional[Pixels] = None) -> Pixels:
+def zoom_in2x1d(src: Pixels, *, out: Pixels | None = None) -> Pixels:
     """Doubles every row: (..., width) pixels become (..., 2 * width).
 
     Works on whole groups of four source pixels, so that a width below 4 is refused; of the last width % 4, the outputs
@@ -233,7 +235,7 @@ def _gapless_out(dst: Lines) -> None:
         raise ValueError(f"out has to be without gaps between its rows; its strides are {dst.array.strides}")
 
 
-def zoom_in2x2d(src: Pixels, *, out: Optional[Pixels] = None) -> Pixels:
+def zoom_in2x2d(src: Pixels, *, out: Pixels | None = None) -> Pixels:
     """Doubles a picture: (..., height, width) pixels become (..., 2 * height, 2 * width).
 
     Even rows are those of zoom_in2x1d, odd rows the averages between them. `out` is without gaps between rows, and must
@@ -262,7 +264,7 @@ def _prepared_to_scale(src: Any, name: str, count: Any, out: Any) -> tuple[Lines
     return result(out, line, line.shape[:-1] + (count,), apart=(line,), new=np.zeros), line
 
 
-def scale_1d(src: Pixels, count: int, *, out: Optional[Pixels] = None) -> Pixels:
+def scale_1d(src: Pixels, count: int, *, out: Pixels | None = None) -> Pixels:
     """Resamples every row to `count` pixels, 4 at least: (..., width) pixels become (..., count).
 
     Makes whole groups of four: the last count % 4 are 0 in a new array and stay as they were in `out`, which must not
@@ -277,7 +279,7 @@ def scale_1d(src: Pixels, count: int, *, out: Optional[Pixels] = None) -> Pixels
     return dst.given
 
 
-def scale_horz(src: Pixels, width: int, *, out: Optional[Pixels] = None) -> Pixels:
+def scale_horz(src: Pixels, width: int, *, out: Pixels | None = None) -> Pixels:
     """The same as scale_1d, faster for pictures: (..., height, any) pixels become (..., height, width).
 
     >>> import numpy as np, qxpixlib as qx
@@ -296,7 +298,7 @@ def scale_horz(src: Pixels, width: int, *, out: Optional[Pixels] = None) -> Pixe
     return dst.given
 
 
-def zoom_outNx(src: Pixels, width: int, height: int, *, out: Optional[Pixels] = None) -> Pixels:
+def zoom_outNx(src: Pixels, width: int, height: int, *, out: Pixels | None = None) -> Pixels:
     """Shrinks a picture to `width` x `height` pixels by whole factors without a filter.
 
     The pixel x, y is the source's x * fx, y * fy, the factors being rounded up. Sizes that lead below the source are

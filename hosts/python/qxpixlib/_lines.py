@@ -4,7 +4,7 @@ import ctypes
 import math
 import operator
 from itertools import repeat
-from typing import Any, Callable, Iterable, Iterator, Optional, Sequence
+from typing import Any, Callable, Iterable, Iterator, Sequence
 
 import numpy as np
 import numpy.typing as npt
@@ -112,7 +112,7 @@ def _base(name: str, given: Any) -> Array:
     return np.asarray(given)
 
 
-def pixels(name: str, given: Any, shape: Optional[Shape] = None) -> Lines:
+def pixels(name: str, given: Any, shape: Shape | None = None) -> Lines:
     """Pixels of four bytes: uint32, or uint8 with the four channels on the last axis."""
     array = _base(name, given)
     own, strides = array.shape, array.strides
@@ -127,7 +127,7 @@ def pixels(name: str, given: Any, shape: Optional[Shape] = None) -> Lines:
     return _of_shape(Lines(name, given, array, own, strides, 4), shape)
 
 
-def octets(name: str, given: Any, shape: Optional[Shape] = None) -> Lines:
+def octets(name: str, given: Any, shape: Shape | None = None) -> Lines:
     """Lines of bytes: a mask, or packed data."""
     array = _base(name, given)
     if array.dtype != _UINT8:
@@ -135,7 +135,7 @@ def octets(name: str, given: Any, shape: Optional[Shape] = None) -> Lines:
     return _of_shape(Lines(name, given, array, array.shape, array.strides, 1), shape)
 
 
-def _of_shape(lines: Lines, shape: Optional[Shape]) -> Lines:
+def _of_shape(lines: Lines, shape: Shape | None) -> Lines:
     if shape is not None and lines.shape != shape:
         raise ValueError(f"{lines.name} has to have the shape {shape} in pixels, and has {lines.shape}")
     return lines
@@ -159,7 +159,7 @@ def picture(name: str, given: Any) -> Lines:
     return lines
 
 
-def pixel_stride(lines: Lines) -> Optional[int]:
+def pixel_stride(lines: Lines) -> int | None:
     """From a row to the next in pixels, where the library can be told so."""
     if len(lines.shape) == 1 or lines.shape[-2] == 1:
         return lines.shape[-1]
@@ -176,7 +176,7 @@ def packed(lines: Lines) -> Lines:
     return pixels(lines.name, np.ascontiguousarray(lines.array))
 
 
-def destination(out: Any, shape: Optional[Shape] = None) -> Lines:
+def destination(out: Any, shape: Shape | None = None) -> Lines:
     lines = pixels("out", out, shape)
     if not lines.array.flags.writeable:
         raise ValueError("out is read-only")
