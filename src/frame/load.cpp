@@ -57,6 +57,6 @@ extern "C" BOOL WINAPI DllMain(HINSTANCE, DWORD reason, LPVOID) {
     if (reason == DLL_PROCESS_ATTACH) qx::on_load();
     return TRUE;
 }
-#else
+#elif !defined(__wasm__)  // its one build is active from the start, and nothing there calls constructors
 __attribute__((constructor)) static void constructor() { qx::on_load(); }
 #endif

@@ -46,6 +46,11 @@ struct Spread {
     U16 lanes;
 };
 
+// A byte of a mask for each pixel, as a number in both of its 16-bit lanes.
+struct MaskLanes {
+    U16 lanes;
+};
+
 // How much of a whole line counts: 0 to 256, in 1/256.
 struct Opacity {
     uint32_t number;

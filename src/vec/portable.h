@@ -126,10 +126,6 @@ QX_PORTABLE U8 load_every_second(const Argb32* src) {
 
 // ---- masks: one byte for each pixel of a vector ----
 
-struct MaskLanes {
-    U16 lanes;  // the byte as a number, in both lanes of its pixel
-};
-
 // The bytes of a vector's pixels, eight at most, in a number, the first one lowest.
 QX_PORTABLE MaskLanes spread_mask(uint64_t bytes) {
     U32 lanes = U32(each_pixel([=](int k) QX_LAMBDA { return static_cast<uint8_t>(bytes >> 8 * k); }));
