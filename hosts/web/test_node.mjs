@@ -13,6 +13,7 @@ const [site, scalarFile, library, header] = process.argv.slice(2).map((name) => 
 const siteUrl = (name) => pathToFileURL(path.join(site, name));
 const { load } = await import(siteUrl("qxpixlib.mjs"));
 const { selfTest, noise } = await import(siteUrl("selftest.mjs"));
+const { explain, plainLoop } = await import(siteUrl("formulas.mjs"));
 const wasm = readFileSync(path.join(site, "qxpixlib.wasm"));
 const hashes = readFileSync(path.join(site, "hashes.txt"), "utf8");
 const qx = await load();
@@ -180,6 +181,65 @@ test("a server that knows no .wasm will do; one that has none is said to", async
         await assert.rejects(load(at("y.wasm")), /404/);
     } finally {
         server.close();
+    }
+});
+
+// All variants of all families, as [name, options].
+const variants = ["blend", "lblend", "sblend"].flatMap((family) => [
+    {}, { opacity: 200 }, { mask: true }, { mask: true, opacity: 200 }, { mask: true, table: true, opacity: 200 },
+].map((options) => [family, options]));
+
+test("the page's plain loops and explanations are the library's arithmetic", () => {
+    const count = 998, [bg, fg] = [noisy(4 * count, 1), noisy(4 * count, 2)], mask = noisy(count, 3), table = noisy(256, 4);
+    for (let i = 3; i < 400; i += 4) [bg, fg][(i >> 2) & 1][i] = i & 16 ? 0 : 255;
+    for (const [family, { opacity, ...has }] of variants) {
+        const options = { opacity, mask: has.mask && mask, table: has.table && table };
+        const want = new Uint8Array(4 * count), got = new Uint8Array(4 * count);
+        qx[family](want, bg, fg, options);
+        plainLoop(family, got, bg, fg, { opacity, mask: has.mask ? mask : null, table: has.table ? table : null }, 0, count);
+        assert.deepEqual(got, want, family);
+        for (let i = 0; i < count; ++i) {
+            const four = (px, at) => [...px.subarray(4 * at, 4 * at + 4)];
+            const { result } = explain(family, four(bg, i), four(fg, i === count - 2 ? i + 1 : i),
+                                       { opacity: opacity ?? null, m: has.mask ? mask[i] : null, table: options.table });
+            assert.deepEqual(result, four(want, i), `${family} ${i}`);
+        }
+    }
+});
+
+test("vectors pay: three times the speed for blends, twice for conversions and v210", () => {
+    const count = 1920, size = 4 * count, fastest = { vectors: {}, scalar: {}, loop: {} };
+    const loaded = (file) => {
+        const { exports } = new WebAssembly.Instance(new WebAssembly.Module(readFileSync(file)));
+        const at = exports.__heap_base.value;
+        exports.memory.grow(8);
+        noise(new Uint8Array(exports.memory.buffer, at, 6 * size), 1);
+        return { exports, dst: at, bg: at + size, fg: at + 2 * size, mask: at + 3 * size, table: at + 4 * size };
+    };
+    const modules = { vectors: loaded(path.join(site, "qxpixlib.wasm")), scalar: loaded(scalarFile) };
+    const [dst, bg, fg] = [noisy(size, 1), noisy(size, 2), noisy(size, 3)], mask = noisy(count, 4), table = noisy(256, 5);
+    const cases = variants.map(([family, { opacity, ...has }]) => {
+        const name = `${family} ${has.mask ? "m" : ""}${has.table ? "l" : ""}${opacity ? "t" : ""}`.trim().replace(" ", "_");
+        const options = { opacity, mask: has.mask ? mask : null, table: has.table ? table : null };
+        return [name, 3, (m) => {
+            const rest = [...(has.mask ? [m.mask] : []), ...(has.table ? [m.table] : []), ...(opacity ? [opacity] : [])];
+            return () => m.exports[`qx_${name}`](m.dst, m.bg, m.fg, count, ...rest);
+        }, () => plainLoop(family, dst, bg, fg, options, 0, count)];
+    });
+    for (const name of ["argb2ayuv", "ayuv2argb", "v210yuv422p10"])
+        cases.push([name, 2, (m) => () => m.exports[`qx_${name}`](m.dst, m.bg, count), null]);
+    for (const [name, least, call, loop] of cases) {
+        const actions = { vectors: call(modules.vectors), scalar: call(modules.scalar), ...(loop && { loop }) };
+        for (let round = 0; round < 40; ++round)
+            for (const [kind, action] of Object.entries(actions)) {
+                const times = 20, start = process.hrtime.bigint();
+                for (let k = 0; k < times; ++k) action();
+                const ns = Number(process.hrtime.bigint() - start) / times / count;
+                fastest[kind][name] = Math.min(fastest[kind][name] ?? Infinity, ns);
+            }
+        const { vectors, scalar, loop: plain } = Object.fromEntries(Object.entries(fastest).map(([kind, all]) => [kind, all[name]]));
+        console.log(`${name.padEnd(14)} ${vectors.toFixed(2)} ns a pixel, scalar ${scalar.toFixed(2)}, JavaScript ${plain?.toFixed(2) ?? "-"}`);
+        assert.ok(scalar > least * vectors, `${name}: ${scalar} is not ${least} times ${vectors}`);
     }
 });
 
