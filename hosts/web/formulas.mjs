@@ -44,10 +44,10 @@ export function plainLoop(family, dst, bg, fg, { opacity = 256, mask = null, tab
 // four bytes, m is the mask's byte or null.
 export function explain(family, bg, fg, { opacity, m, table }) {
     const lines = [];
-    const step = (what, arithmetic, exact, note = "") => {
+    const step = (what, arithmetic, exact) => {
         const number = Math.floor(exact);
         const cut = number === exact ? "" : `${exact.toFixed(3)}, floored: `;
-        lines.push([what, `${arithmetic} = ${cut}`, `${number}${note}`]);
+        lines.push([what, `${arithmetic} = ${cut}`, `${number}`]);
         return number;
     };
     let w = fg[3], factor = null;
@@ -58,10 +58,13 @@ export function explain(family, bg, fg, { opacity, m, table }) {
     } else if (opacity !== null) {
         factor = opacity;
     }
-    w = factor === null ? step("weight", "foreground alpha", w) : step("weight", `${w} × ${factor} / 256`, (w * factor) / 256);
+    if (factor === null) step("weight", "foreground alpha", w);
+    else w = step("weight", `${w} × ${factor} / 256`, (w * factor) / 256);
     const rest = 256 - w, alpha = bg[3], result = [];
-    const two = (what, a, aExact, b, bExact) =>
-        step(`${what}, first term`, a, aExact) + step(`${what}, second term`, b, bExact);
+    const two = (what, a, aExact, b, bExact) => {
+        const first = step(`${what}, first term`, a, aExact), second = step(`${what}, second term`, b, bExact);
+        return step(what, `${first} + ${second}`, first + second);
+    };
     const names = ["red", "green", "blue", "alpha"];
     if (family === "blend") {
         for (let c = 0; c < 4; ++c) {
@@ -71,7 +74,8 @@ export function explain(family, bg, fg, { opacity, m, table }) {
         }
     } else if (family === "lblend") {
         for (let c = 0; c < 3; ++c)
-            result.push(two(names[c], `${bg[c]} × ${rest} / 256`, (bg[c] * rest) / 256, `${fg[c]} × ${w} / 256`, (fg[c] * w) / 256));
+            result.push(two(names[c], `${bg[c]} × ${rest} / 256`, (bg[c] * rest) / 256,
+                            `${fg[c]} × ${w} / 256`, (fg[c] * w) / 256));
         const added = step("alpha, added", `${fg[3]} × ${w} / 256`, (fg[3] * w) / 256);
         result.push(step("alpha", `min(255, ${alpha} + ${added})`, Math.min(255, alpha + added)));
     } else {
@@ -79,8 +83,11 @@ export function explain(family, bg, fg, { opacity, m, table }) {
         const sum = step("alpha", `${w} + ${kept}`, w + kept);
         const quotient = sum === 0 ? 0 : step("reciprocal", `65535 / ${sum}`, 65535 / sum);
         const share = step("share", `${quotient} × ${w} / 256`, (quotient * w) / 256);
-        for (let c = 0; c < 3; ++c)
-            result.push(bg[c] + step(`${names[c]}, towards`, `${share} × (${fg[c]} − ${bg[c]}) / 256`, (share * (fg[c] - bg[c])) / 256));
+        for (let c = 0; c < 3; ++c) {
+            const exact = (share * (fg[c] - bg[c])) / 256;
+            const way = step(`${names[c]}, the way`, `${share} × (${fg[c]} − ${bg[c]}) / 256`, exact);
+            result.push(step(names[c], `${bg[c]} ${way < 0 ? "−" : "+"} ${Math.abs(way)}`, bg[c] + way));
+        }
         result.push(sum);
     }
     return { lines, result };

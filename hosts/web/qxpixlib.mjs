@@ -74,7 +74,7 @@ function pixels(value, name) {
     const { width = data.length / 4, height = 1 } = value;
     if (data.length !== 4 * width * height || !Number.isInteger(width))
         throw new RangeError(`${name} has ${data.length} bytes, which are not ${width} x ${height} pixels of 4`);
-    return { value, data, name, width, height, inOut: false };
+    return { value, data, name, width, height };
 }
 function bytes(value, name, length) {
     const data = value instanceof Kept ? value.data : value;
@@ -114,24 +114,19 @@ class Qxpixlib {
     // Calls action(addresses...) with the lines in the module's memory, where some are already; dst comes first, and
     // is copied back. Where not all of it is written (`gaps`) it is copied there first.
     #with(lines, action, gaps = false) {
-        const placed = [], copies = new Map();
+        const copies = [];
         try {
-            for (const line of lines) {
-                if (line === undefined) placed.push(0);
-                else if (line.value instanceof Kept) placed.push(line.value.address);
-                else {
-                    // One copy of what is given twice, so that dst may be an input.
-                    let copy = copies.get(line.value);
-                    if (!copy) copies.set(line.value, (copy = new Kept(this.#heap, line.data.length)));
-                    if (line !== lines[0] || gaps) copy.data.set(line.data);
-                    placed.push(copy.address);
-                }
-            }
-            action(...placed);
-            const result = copies.get(lines[0].value);
-            if (result) lines[0].data.set(result.data);
+            const placed = lines.map((line, i) => {
+                if (line === undefined || line.value instanceof Kept) return line?.value ?? null;
+                const copy = new Kept(this.#heap, line.data.length);
+                copies.push(copy);
+                if (i > 0 || gaps) copy.data.set(line.data);
+                return copy;
+            });
+            action(...placed.map((one) => one?.address));
+            if (!(lines[0].value instanceof Kept)) lines[0].data.set(placed[0].data);
         } finally {
-            for (const copy of copies.values()) copy.free();
+            for (const copy of copies) copy.free();
         }
     }
 

@@ -186,6 +186,14 @@ class Page(unittest.TestCase):
         self.drop(("deep.png", png(1, 1, bytes([0, 9, 9, 9, 9, 9, 9, 99, 99]), depth=16)))
         self.wait(lambda: "1 translucent pixels" in self.text("message"))
 
+    def test_a_picture_of_one_pixel(self):
+        self.drop(*[("1.png", png(1, 1, bytes([0, 1, 2, 3, 4])))] * 2)
+        self.wait(lambda: self.numbers()[4] == bytes([1, 2, 3, 4]))
+        for option in self.find("kernel").find_elements(By.TAG_NAME, "option"):
+            option.click()
+            self.assertTrue(self.text("other-note"), option.text)
+        self.assertIn("gives the same", self.text("verdict"))
+
     def test_v210_file_is_unpacked(self):
         samples = [(i * 171) & 1023 for i in range(12)]  # one block: Cb0 Y0 Cr0 Y1 Cb1 Y2 and so on
         words = [samples[i] | samples[i + 1] << 10 | samples[i + 2] << 20 for i in range(0, 12, 3)]
