@@ -208,13 +208,15 @@ function showNumbers() {
     }));
     const same = result.join() === library.join();
     $("verdict").className = same ? "verdict-good" : "verdict-bad";
-    $("verdict").textContent = same ? `qx_${family}${chosen("variant") && "_"}${chosen("variant")} gives the same: ${library.join(", ")} (R, G, B, A).`
+    const name = `qx_${family}${chosen("variant") && "_"}${chosen("variant")}`;
+    $("verdict").textContent = same ? `${name} gives the same: ${library.join(", ")} (R, G, B, A).`
         : `The steps give ${result.join(", ")}, the library ${library.join(", ")}: one of the two is wrong.`;
 }
 
 function probeAt(x, y) {
     const { width, height } = state.bg;
-    state.probe = { x: Math.max(0, Math.min(width - 1, Math.floor(x))), y: Math.max(0, Math.min(height - 1, Math.floor(y))) };
+    const within = (at, size) => Math.max(0, Math.min(size - 1, Math.floor(at)));
+    state.probe = { x: within(x, width), y: within(y, height) };
     drawStage();
     showNumbers();
 }
@@ -284,14 +286,17 @@ const kernels = {
             sum += error;
             back.data[i] = Math.min(255, error * gain);
         });
-        return [swapped(back), `What qx_argb2ayuv and qx_ayuv2argb lose, made visible: up to ${most} of 255, ${(sum / count).toFixed(2)} on average.`];
+        return [swapped(back), `What qx_argb2ayuv and qx_ayuv2argb lose, made visible: up to ${most} of 255, `
+            + `${(sum / count).toFixed(2)} on average.`];
     }],
     v210yuv422p10: [null, () => {
         const { width, height, data, name } = state.v210 ?? packed(state.bg), stride = 16 * Math.ceil(width / 6);
         const samples = new Uint16Array(2 * width * height);
         for (let y = 0; y < height; ++y)
-            qx.v210yuv422p10(samples.subarray(2 * width * y, 2 * width * (y + 1)), data.subarray(stride * y, stride * (y + 1)));
-        return [viewOf(samples, width, height), `${name}: ${width} × ${height} pixels of v210, unpacked to planes of 10 bits and shown by qx_ayuv2argb. First Y samples: ${samples.subarray(0, 6).join(", ")}.`];
+            qx.v210yuv422p10(samples.subarray(2 * width * y, 2 * width * (y + 1)),
+                             data.subarray(stride * y, stride * (y + 1)));
+        return [viewOf(samples, width, height), `${name}: ${width} × ${height} pixels of v210, unpacked to planes of 10 `
+            + `bits and shown by qx_ayuv2argb. First Y samples: ${samples.subarray(0, 6).join(", ")}.`];
     }],
     zoom_in2x2d: [["times", 1, 3, 2], (times) => {
         const size = 1 << times, { bg } = state;
@@ -308,10 +313,12 @@ const kernels = {
         if (bg.width < 2) throw new Error("qx_scale_horz mixes two pixels: the background is too narrow.");
         qx.scale_horz(out, bg);
         const left = width % 4;
-        return [out, `Every row from ${bg.width} pixels to ${width}, by two taps.` + (left ? ` The last ${left} are not written: outputs come in fours.` : "")];
+        return [out, `Every row from ${bg.width} pixels to ${width}, by two taps.`
+            + (left ? ` The last ${left} are not written: outputs come in fours.` : "")];
     }],
     zoom_outNx: [["factor", 2, 16, 4], (factor) => {
-        const { bg } = state, out = zeros(Math.max(1, Math.floor(bg.width / factor)), Math.max(1, Math.floor(bg.height / factor)));
+        const { bg } = state, size = (of) => Math.max(1, Math.floor(of / factor));
+        const out = zeros(size(bg.width), size(bg.height));
         const source = part(out.width * factor, out.height * factor);
         qx.zoom_outNx(out, source);
         return [out, `Every ${factor}th pixel of every ${factor}th row, without a filter: ${out.width} × ${out.height}.`];
@@ -388,11 +395,14 @@ const take = guarded(async (where, file) => {
 const takeV210 = guarded(async () => {
     const file = $("v210-file").files[0], width = Number($("v210-width").value), stride = 16 * Math.ceil(width / 6);
     if (!file) return;
-    if (!(width >= 2 && width <= 8192 && width % 2 === 0)) throw new Error("The width of v210 is an even number from 2 to 8192.");
+    if (!(width >= 2 && width <= 8192 && width % 2 === 0))
+        throw new Error("The width of v210 is an even number from 2 to 8192.");
     const height = Math.floor(file.size / stride);
     if (height === 0 || file.size % stride !== 0)
-        throw new Error(`${file.name} has ${file.size} bytes, which is no whole number of rows of ${stride} bytes, as ${width} pixels of v210 take.`);
-    if (width * height > 1 << 24) throw new Error(`${file.name} would have ${width} × ${height} pixels; this page takes up to 16 million.`);
+        throw new Error(`${file.name} has ${file.size} bytes, which is no whole number of rows of ${stride} bytes, `
+            + `as ${width} pixels of v210 take.`);
+    if (width * height > 1 << 24)
+        throw new Error(`${file.name} would have ${width} × ${height} pixels; this page takes up to 16 million.`);
     state.v210 = { width, height, data: new Uint8Array(await file.arrayBuffer()), name: file.name };
     runKernel();
 });
@@ -416,7 +426,8 @@ function listen() {
         probeAt(...at(event));
     });
     stage.addEventListener("keydown", (event) => {
-        const [dx, dy] = { ArrowLeft: [-1, 0], ArrowRight: [1, 0], ArrowUp: [0, -1], ArrowDown: [0, 1] }[event.key] ?? [0, 0];
+        const ways = { ArrowLeft: [-1, 0], ArrowRight: [1, 0], ArrowUp: [0, -1], ArrowDown: [0, 1] };
+        const [dx, dy] = ways[event.key] ?? [0, 0];
         if (!dx && !dy) return;
         event.preventDefault();
         const by = event.shiftKey ? 10 : 1;

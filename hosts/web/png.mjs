@@ -23,7 +23,8 @@ function unfilter(raw, width, height, channels) {
             let guess = [0, left, up, (left + up) >> 1][filter];
             if (filter === 4) {  // whichever of the three is nearest to left + up - corner
                 const corner = x < channels || y === 0 ? 0 : out[at + x - pitch - channels];
-                const toLeft = Math.abs(up - corner), toUp = Math.abs(left - corner), toCorner = Math.abs(left + up - 2 * corner);
+                const toLeft = Math.abs(up - corner), toUp = Math.abs(left - corner);
+                const toCorner = Math.abs(left + up - 2 * corner);
                 guess = toLeft <= toUp && toLeft <= toCorner ? left : toUp <= toCorner ? up : corner;
             }
             out[at + x] = raw[from + x] + guess;
@@ -61,7 +62,8 @@ export async function pictureOf(file) {
     try {
         picture = await decodePng(bytes);
     } catch (error) {
-        throw new Error(`${file.name} is no whole PNG. ${error instanceof TypeError ? "Its data are damaged." : error.message}`);
+        const reason = error instanceof TypeError ? "Its data are damaged." : error.message;
+        throw new Error(`${file.name} is no whole PNG. ${reason}`);
     }
     if (picture) return { ...picture, note: "" };
     const bitmap = await createImageBitmap(file).catch(() => {
@@ -73,7 +75,8 @@ export async function pictureOf(file) {
     const { width, height, data } = context.getImageData(0, 0, bitmap.width, bitmap.height);
     let lossy = 0;
     for (let i = 3; i < data.length; i += 4) if (data[i] < 255) ++lossy;
-    const note = lossy === 0 ? "" : `${file.name}: the browser multiplied ${lossy} translucent pixels by their alpha and back; `
-        + "their colours are not quite the file's. An 8-bit RGBA PNG without interlacing loses nothing.";
+    const note = lossy === 0 ? ""
+        : `${file.name}: the browser multiplied ${lossy} translucent pixels by their alpha and back; their `
+        + " colours are not quite the file's. An 8-bit RGBA PNG without interlacing loses nothing.";
     return { width, height, data, note };
 }

@@ -85,7 +85,8 @@ function bytes(value, name, length) {
 function sameSize(...all) {
     for (const one of all)
         if (one.width !== all[0].width || one.height !== all[0].height)
-            throw new RangeError(`${one.name} has ${one.width} x ${one.height} pixels, ${all[0].name} ${all[0].width} x ${all[0].height}`);
+            throw new RangeError(`${one.name} has ${one.width} x ${one.height} pixels, `
+                + `${all[0].name} ${all[0].width} x ${all[0].height}`);
 }
 function oneLine(...all) {
     for (const one of all)
@@ -134,7 +135,8 @@ class Qxpixlib {
         const dst = pixels(dstValue, "dst"), bg = pixels(bgValue, "bg"), fg = pixels(fgValue, "fg");
         sameSize(dst, bg, fg);
         const { width, height } = dst;
-        const mask = maskValue && bytes(maskValue, "mask", width * height), table = tableValue && bytes(tableValue, "table", 256);
+        const mask = maskValue && bytes(maskValue, "mask", width * height);
+        const table = tableValue && bytes(tableValue, "table", 256);
         if (table && !mask) throw new TypeError("A table is nothing without a mask, whose bytes are looked up in it");
         const faded = opacity !== undefined || table;
         if (faded) opacity = whole(opacity ?? 256, "opacity", 0, 256);
