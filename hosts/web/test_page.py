@@ -18,6 +18,7 @@ import zlib
 
 from selenium import webdriver
 from selenium.webdriver.chrome.service import Service
+from selenium.webdriver.common.action_chains import ActionChains
 from selenium.webdriver.common.by import By
 from selenium.webdriver.common.keys import Keys
 from selenium.webdriver.support.wait import WebDriverWait
@@ -234,6 +235,17 @@ class Page(unittest.TestCase):
         before = self.find("stage").screenshot_as_base64
         self.find("divider").send_keys(Keys.END)
         self.assertNotEqual(before, self.find("stage").screenshot_as_base64)
+
+    def test_pointing_and_dragging(self):
+        stage = self.find("stage")
+        scale = 1280 / stage.size["width"]
+        ActionChains(self.driver).move_to_element_with_offset(stage, 100, 50).perform()
+        x, y = self.numbers()[:2]
+        self.assertAlmostEqual(x, 640 + 100 * scale, delta=2)
+        self.assertAlmostEqual(y, 360 + 50 * scale, delta=2)
+        ActionChains(self.driver).click_and_hold().move_by_offset(100, 0).release().perform()
+        self.assertAlmostEqual(float(self.find("divider").get_attribute("value")), (640 + 200 * scale) / 12.8, delta=1)
+        self.assertEqual(self.numbers()[:2], (x, y))
 
     def test_everything_has_a_name_and_fits(self):
         for width in (1280, 390):
