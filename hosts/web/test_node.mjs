@@ -1,4 +1,4 @@
-// The module and its JavaScript in node: node test_node.mjs SITE SCALAR.wasm LIBRARY.so HEADER
+// The module and its JavaScript in node: node test_node.mjs SITE LIBRARY.so HEADER
 import assert from "node:assert/strict";
 import { execFileSync } from "node:child_process";
 import { createHash } from "node:crypto";
@@ -9,7 +9,7 @@ import path from "node:path";
 import test from "node:test";
 import { pathToFileURL } from "node:url";
 
-const [site, scalarFile, library, header] = process.argv.slice(2).map((name) => path.resolve(name));
+const [site, library, header] = process.argv.slice(2).map((name) => path.resolve(name));
 const siteUrl = (name) => pathToFileURL(path.join(site, name));
 const { load } = await import(siteUrl("qxpixlib.mjs"));
 const { selfTest, noise } = await import(siteUrl("selftest.mjs"));
@@ -211,43 +211,6 @@ test("the page's plain loops and explanations are the library's arithmetic", () 
                                        { opacity: opacity ?? null, m: has.mask ? mask[i] : null, table: options.table });
             assert.deepEqual(result, four(want, i), `${family} ${i}`);
         }
-    }
-});
-
-test("vectors pay: three times the speed for blends, twice for conversions and v210", () => {
-    const count = 1920, size = 4 * count, fastest = { vectors: {}, scalar: {}, loop: {} };
-    const loaded = (file) => {
-        const { exports } = new WebAssembly.Instance(new WebAssembly.Module(readFileSync(file)));
-        const at = exports.__heap_base.value;
-        exports.memory.grow(8);
-        noise(new Uint8Array(exports.memory.buffer, at, 6 * size), 1);
-        return { exports, dst: at, bg: at + size, fg: at + 2 * size, mask: at + 3 * size, table: at + 4 * size };
-    };
-    const modules = { vectors: loaded(path.join(site, "qxpixlib.wasm")), scalar: loaded(scalarFile) };
-    const [dst, bg, fg] = [noisy(size, 1), noisy(size, 2), noisy(size, 3)], mask = noisy(count, 4), table = noisy(256, 5);
-    const cases = variants.map(([family, { opacity, ...has }]) => {
-        const name = `${family} ${has.mask ? "m" : ""}${has.table ? "l" : ""}${opacity ? "t" : ""}`.trim().replace(" ", "_");
-        const options = { opacity, mask: has.mask ? mask : null, table: has.table ? table : null };
-        return [name, 3, (m) => {
-            const rest = [...(has.mask ? [m.mask] : []), ...(has.table ? [m.table] : []), ...(opacity ? [opacity] : [])];
-            return () => m.exports[`qx_${name}`](m.dst, m.bg, m.fg, count, ...rest);
-        }, () => plainLoop(family, dst, bg, fg, options, 0, count)];
-    });
-    for (const name of ["argb2ayuv", "ayuv2argb", "v210yuv422p10"])
-        cases.push([name, 2, (m) => () => m.exports[`qx_${name}`](m.dst, m.bg, count), null]);
-    for (const [name, least, call, loop] of cases) {
-        const actions = { vectors: call(modules.vectors), scalar: call(modules.scalar), ...(loop && { loop }) };
-        for (let round = 0; round < 40; ++round)
-            for (const [kind, action] of Object.entries(actions)) {
-                const times = 20, start = process.hrtime.bigint();
-                for (let k = 0; k < times; ++k) action();
-                const ns = Number(process.hrtime.bigint() - start) / times / count;
-                fastest[kind][name] = Math.min(fastest[kind][name] ?? Infinity, ns);
-            }
-        const [vectors, scalar, plain] = ["vectors", "scalar", "loop"].map((kind) => fastest[kind][name]);
-        const inJavaScript = plain ? `, JavaScript ${plain.toFixed(2)}` : "";
-        console.log(`${name.padEnd(14)} ${vectors.toFixed(2)} ns a pixel, scalar ${scalar.toFixed(2)}${inJavaScript}`);
-        assert.ok(scalar > least * vectors, `${name}: ${scalar} is not ${least} times ${vectors}`);
     }
 });
 
