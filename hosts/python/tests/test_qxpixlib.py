@@ -14,7 +14,7 @@ import pytest
 from numpy.lib.stride_tricks import as_strided, sliding_window_view
 
 import qxpixlib as qx
-from qxpixlib import _library
+from qxpixlib._library import kernels, library
 
 C = ctypes.CDLL(os.environ["QXPIXLIB_LIBRARY"])
 P, N, U = ctypes.c_void_p, ctypes.c_int32, ctypes.c_uint32
@@ -363,7 +363,7 @@ def test_any_arguments_at_all():
 
 def test_the_library_is_the_package_s_own():
     carried = os.path.dirname(qx.__file__)
-    assert carried.startswith(sys.prefix) and os.path.dirname(_library.library._name) == carried
+    assert carried.startswith(sys.prefix) and os.path.dirname(library._name) == carried
 
 
 def test_arguments_are_those_of_the_header():
@@ -375,7 +375,7 @@ def test_arguments_are_those_of_the_header():
         for name, arguments in header
         if arguments != "void"
     }
-    assert declared == {name: function.argtypes for name, function in _library.kernels.items()}
+    assert declared == {name: function.argtypes for name, function in kernels.items()}
 
 
 def test_other_threads_run_during_a_call():
