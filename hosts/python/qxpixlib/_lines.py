@@ -1,7 +1,6 @@
 """From arrays to lines: what may go to the library, where its rows lie, and the calls for all of them."""
 
 import ctypes
-import math
 import operator
 from itertools import repeat
 from typing import Any, Callable, Iterable, Iterator, Sequence
@@ -22,27 +21,34 @@ Shape = tuple[int, ...]
 class Lines:
     """An array that has passed: lines of elements side by side, wherever the lines lie."""
 
-    __slots__ = ("name", "given", "array", "shape", "strides", "size", "gapless", "address")
+    __slots__ = ("name", "given", "array", "shape", "strides", "size", "bytes", "gapless", "writeable", "address")
 
-    def __init__(self, name: str, given: Array, array: Array, shape: Shape, strides: Shape, size: int):
+    def __init__(self, name: str, given: Array, array: Any, shape: Shape, strides: Shape, size: int):
         """`array` is what is `given`, without what a subclass would say of itself. `shape` and `strides` are those of
         the elements, of `size` bytes each: pixels, or bytes of a mask."""
         if not shape:
             raise ValueError(f"{name} has to have an axis at least, and is a single number")
-        if not array.size:
-            raise ValueError(f"{name} is empty: its shape is {array.shape}")
-        if array.size > INT32_MAX and max(shape[-2:]) > INT32_MAX:
-            raise ValueError(f"{name} has more than {INT32_MAX} rows, or elements in a row")
         if strides[-1] != size and shape[-1] > 1:
             raise ValueError(f"{name} has to have the elements of a row side by side; its strides are {array.strides}")
+        flags = array.flags
         self.name = name
         self.given = given
         self.array = array
         self.shape = shape
         self.strides = strides
         self.size = size
-        self.gapless = array.flags.c_contiguous
-        self.address = _address(array, self.gapless)
+        self.bytes: int = array.nbytes
+        self.gapless: bool = flags.c_contiguous
+        self.writeable: bool = flags.writeable
+        if not self.bytes:
+            raise ValueError(f"{name} is empty: its shape is {array.shape}")
+        if self.bytes > INT32_MAX and max(shape[-2:]) > INT32_MAX:
+            raise ValueError(f"{name} has more than {INT32_MAX} rows, or elements in a row")
+        self.address: int
+        if self.gapless and self.writeable:  # by the buffer in half the time
+            self.address = ctypes.addressof(ctypes.c_char.from_buffer(array))
+        else:
+            self.address = array.ctypes.data
 
     def addresses(self, inner_axes: int) -> Iterable[int]:
         """Of every row, or of what else the last `inner_axes` axes make up."""
@@ -54,7 +60,7 @@ class Lines:
     def bounds(self) -> tuple[int, int]:
         """The first byte, and the one after the last."""
         if self.gapless:
-            return self.address, self.address + self.array.nbytes
+            return self.address, self.address + self.bytes
         first = last = self.address
         for count, stride in zip(self.shape, self.strides):
             if stride > 0:
@@ -70,19 +76,11 @@ class Lines:
     def overlaps_itself(self) -> bool:
         """Whether rows may have bytes in common, as those of a window that slides."""
         extent = self.shape[-1] * self.size
-        if not self.gapless:
-            for stride, count in sorted((abs(s), n) for n, s in zip(self.shape[:-1], self.strides) if n > 1):
-                if stride < extent:
-                    return True
-                extent += (count - 1) * stride
+        for stride, count in sorted((abs(s), n) for n, s in zip(self.shape[:-1], self.strides) if n > 1):
+            if stride < extent:
+                return True
+            extent += (count - 1) * stride
         return False
-
-
-def _address(array: Any, gapless: bool) -> int:
-    if gapless and array.flags.writeable:  # by the buffer in half the time
-        return ctypes.addressof(ctypes.c_char.from_buffer(array))
-    address: int = array.ctypes.data
-    return address
 
 
 def _steps(starts: Iterable[int], count: int, stride: int) -> Iterator[int]:
@@ -109,21 +107,22 @@ def number(name: str, value: Any, low: int, high: int) -> int:
 def _base(name: str, given: Any) -> Array:
     if not isinstance(given, np.ndarray):
         raise TypeError(f"{name} has to be a NumPy array, not {type(given).__name__}")
-    return np.asarray(given)
+    return given if type(given) is np.ndarray else np.asarray(given)
 
 
 def pixels(name: str, given: Any, shape: Shape | None = None) -> Lines:
     """Pixels of four bytes: uint32, or uint8 with the four channels on the last axis."""
     array = _base(name, given)
     own, strides = array.shape, array.strides
-    if array.dtype == _UINT8:
+    kind = array.dtype
+    if kind is not _UINT32 and kind == _UINT8:
         if len(own) < 2 or own[-1] != 4:
             raise ValueError(f"{name} is uint8 and has to have four channels on its last axis; its shape is {own}")
         if strides[-1] != 1:
             raise ValueError(f"{name} has to have the bytes of a pixel side by side; its strides are {strides}")
         own, strides = own[:-1], strides[:-1]
-    elif array.dtype != _UINT32:
-        raise TypeError(f"{name} has to be uint32, or uint8 with four channels, and is {array.dtype}")
+    elif kind is not _UINT32 and kind != _UINT32:
+        raise TypeError(f"{name} has to be uint32, or uint8 with four channels, and is {kind}")
     return _of_shape(Lines(name, given, array, own, strides, 4), shape)
 
 
@@ -178,9 +177,9 @@ def packed(lines: Lines) -> Lines:
 
 def destination(out: Any, shape: Shape | None = None) -> Lines:
     lines = pixels("out", out, shape)
-    if not lines.array.flags.writeable:
+    if not lines.writeable:
         raise ValueError("out is read-only")
-    if lines.overlaps_itself():
+    if not lines.gapless and lines.overlaps_itself():
         raise ValueError(f"out has rows that overlap each other; its strides are {lines.array.strides}")
     return lines
 
@@ -232,8 +231,8 @@ def by_lines(function: Callable[..., None], *arguments: Any, last_two: bool = Fa
     """The same for arrays of one shape, the first argument among them, with their pixels for COUNT, and one call for
     all rows where those have no gaps. A function that has a way of its own with the `last_two` pixels where count % 4
     is 2 gives other bytes so, unless this is true neither of a row nor of all."""
-    shape = arguments[0].shape
-    count, total = shape[-1], math.prod(shape)
+    first = arguments[0]
+    count, total = first.shape[-1], first.bytes // first.size
     if total != count and (
         total > INT32_MAX
         or last_two and 2 in (count % 4, total % 4)
