@@ -128,9 +128,7 @@ QX_INLINE SumsX65536 sum_of_8192ths(const PlanesX8& px, int from_k, int from_1) 
 QX_INLINE U8 pixels_of_high_halves(U32 byte_0, U32 byte_1, U32 byte_1_too, U32 byte_2, U8 px) {
     U32 bytes_1 = U32(U16(byte_1) + U16(byte_1_too));
 #if QX_VECTOR_BYTES == 64
-    U16 upper_lanes =
-        shuffle(U16(byte_0), U16(byte_2), [](int i) { return (i % 2 == 0 ? 0 : kBytes / 2) + (i | 1); });
-    I16 bytes_0_2 = I16(upper_lanes);
+    I16 bytes_0_2 = I16(replace_bytes<2, 3, -1, -1>(U8(byte_2), U8(byte_0)));
 #elif QX_VECTOR_BYTES == 32
     I16 bytes_0_2 = I16(_mm256_blend_epi16(Bits(byte_0 >> 16), Bits(byte_2), 0xAA));
 #else
@@ -138,11 +136,12 @@ QX_INLINE U8 pixels_of_high_halves(U32 byte_0, U32 byte_1, U32 byte_1_too, U32 b
 #endif
 #if QX_VECTOR_BYTES >= 32
     U8 packed = pack_saturated(bytes_0_2, I16(bytes_1));
-    auto from = [](int i) { return i / 16 * 16 + i % 16 / 4 * 2 + (i % 4 == 1 ? 9 : i % 4 / 2); };
+    static constexpr auto from =
+        constant<uint8_t>([](int i) { return i % 16 / 4 * 2 + (i % 4 == 1 ? 9 : i % 4 / 2); });
 #if QX_VECTOR_BYTES == 64
-    return shuffle(packed, px, [=](int i) { return i % 4 == 3 ? kBytes + i : from(i); });
+    return U8(_mm512_mask_shuffle_epi8(Bits(px), 0x7777777777777777, Bits(packed), Bits(from.vector())));
 #else
-    return with_alpha(shuffle(packed, packed, from), px);
+    return with_alpha(U8(_mm256_shuffle_epi8(Bits(packed), Bits(from.vector()))), px);
 #endif
 #else
     Bits packed = Bits(pack_saturated(bytes_0_2, I16(bytes_1 >> 16)));

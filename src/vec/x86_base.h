@@ -47,9 +47,37 @@ QX_INLINE U8 select(U8 mask, U8 set, U8 clear) {
 #endif
 }
 
+// For every byte k of a pixel, the place of byte `from_k` of that pixel in its 16-byte block; no place for a
+// negative one.
+template <int from_0, int from_1, int from_2, int from_3>
+QX_INLINE Bits places_within_pixels() {
+    static constexpr auto index = constant<uint8_t>([](int i) {
+        constexpr int from[4] = {from_0, from_1, from_2, from_3};
+        return from[i % 4] < 0 ? 0x80 : i % 16 / 4 * 4 + from[i % 4];
+    });
+    return Bits(index.vector());
+}
+
+// Byte k of every pixel of the result is byte `from_k` of that pixel; a negative one gives 0.
+template <int from_0, int from_1, int from_2, int from_3>
+QX_INLINE U8 shuffle_pixels(U8 px) {
+    return U8(QX_OP(shuffle_epi8)(Bits(px), places_within_pixels<from_0, from_1, from_2, from_3>()));
+}
+
+#if QX_VECTOR_BYTES == 64
+// The same, but a negative one leaves the byte of `px`. (A permutation of two vectors takes twice as long.)
+template <int from_0, int from_1, int from_2, int from_3>
+QX_INLINE U8 replace_bytes(U8 px, U8 by) {
+    constexpr __mmask64 every_pixel = 0x1111111111111111,
+        replaced = every_pixel * ((from_0 >= 0) | (from_1 >= 0) << 1 | (from_2 >= 0) << 2 | (from_3 >= 0) << 3);
+    return U8(_mm512_mask_shuffle_epi8(Bits(px), replaced, Bits(by),
+                                       places_within_pixels<from_0, from_1, from_2, from_3>()));
+}
+#endif
+
 QX_INLINE U8 merge_high(U16 low, U16 high) {
 #if QX_VECTOR_BYTES == 64
-    return shuffle(U8(low), U8(high), [](int i) { return (i % 2 == 0 ? 0 : kBytes) + (i | 1); });
+    return replace_bytes<1, -1, 3, -1>(U8(high), U8(low));
 #else
     return select(U8(splat_16(0xFF00)), U8(high), U8(low >> 8));
 #endif
@@ -57,15 +85,6 @@ QX_INLINE U8 merge_high(U16 low, U16 high) {
 
 QX_INLINE U8 merge(Terms terms) { return select(U8(splat_16(0xFF00)), U8(terms.odd), U8(terms.even)); }
 
-// Byte k of every pixel of the result is byte `from_k` of that pixel; a negative one gives 0.
-template <int from_0, int from_1, int from_2, int from_3>
-QX_INLINE U8 shuffle_pixels(U8 px) {
-    static constexpr auto index = constant<uint8_t>([](int i) {
-        constexpr int from[4] = {from_0, from_1, from_2, from_3};
-        return from[i % 4] < 0 ? 0x80 : i % 16 / 4 * 4 + from[i % 4];
-    });
-    return U8(QX_OP(shuffle_epi8)(Bits(px), Bits(index.vector())));
-}
 template <int from>
 QX_INLINE U16 spread_byte(U8 px) {
     return U16(shuffle_pixels<from, -1, from, -1>(px));

@@ -11,19 +11,21 @@ namespace qx::QX_ISA {
 
 QX_INLINE constexpr int block_vectors() { return 4; }
 
-// One byte of every pixel of a block, in pixel order: alphas, masks or weights.
+// One byte of every pixel of a block: of pixel i of vector k in the place of byte k of pixel i.
 struct Packed {
     U8 bytes;
 };
 
 QX_INLINE Packed load_block(const Argb32* line) {
-    auto alphas = [=](int k) QX_LAMBDA {
-        U8 first = load(line + k * kPixels), second = load(line + (k + 1) * kPixels);
-        return Bits(shuffle(first, second, [](int i) { return (4 * i + 3) % (2 * kBytes); }));
-    };
-    return {U8(_mm512_inserti64x4(alphas(0), _mm512_castsi512_si256(alphas(2)), 1))};
+    U8 alphas = load(line + 3 * kPixels);
+    alphas = replace_bytes<3, -1, -1, -1>(alphas, load(line));
+    alphas = replace_bytes<-1, 3, -1, -1>(alphas, load(line + kPixels));
+    return {replace_bytes<-1, -1, 3, -1>(alphas, load(line + 2 * kPixels))};
 }
-QX_INLINE Packed load_block(const uint8_t* mask) { return {U8(_mm512_loadu_si512(mask))}; }
+QX_INLINE Packed load_block(const uint8_t* mask) {
+    static constexpr auto index = constant<uint8_t>([](int i) { return i % 4 * kPixels + i / 4; });
+    return {U8(_mm512_permutexvar_epi8(Bits(index.vector()), _mm512_loadu_si512(mask)))};
+}
 
 // ---- tables ----
 
@@ -91,18 +93,12 @@ QX_INLINE Packed weight_of(Packed fg, Packed mask, Opacity opacity) {
     return scale(fg, scale(mask, opacity));
 }
 
-// The even (half = 0) or the odd bytes (half = 1) of two vectors in the low and the high bytes of 16-bit
-// lanes.
-template <int half>
-QX_INLINE U16 merge_bytes(U8 low, U8 high) {
-    return U16(shuffle(low, high, [](int i) { return (i % 2 == 0 ? 0 : kBytes) + i / 2 * 2 + half; }));
-}
-
 QX_INLINE Cover<Packed, Packed> cover(Packed under, Packed weight) {
     const TableInRegisters low = table_of<0>(ReciprocalTable), high = table_of<1>(ReciprocalTable);
     U8 alpha = weight.bytes + scale(under, Packed{255 - weight.bytes}).bytes;
     U8 low_bytes = low[alpha], high_bytes = high[alpha];
-    U16 even = merge_bytes<0>(low_bytes, high_bytes), odd = merge_bytes<1>(low_bytes, high_bytes);
+    U16 even = U16(replace_bytes<-1, 0, -1, 2>(low_bytes, high_bytes)),
+        odd = U16(replace_bytes<1, -1, 3, -1>(high_bytes, low_bytes));
     U16 weights = U16(weight.bytes);
     return {{alpha}, {merge_high(even * (weights & 0x00FF), odd * (weights >> 8))}};
 }
@@ -114,15 +110,17 @@ struct PackedOfVector {
     int k;
 };
 
+// Byte k of pixels in the place of bytes 0 and 2, or 3.
 QX_INLINE Spread of_vector(Packed weight, int k) {
-    return {U16(_mm512_maskz_permutexvar_epi8(0x5555555555555555, unpack_index(k), Bits(weight.bytes)))};
+    return {U16(_mm512_shuffle_epi8(Bits(weight.bytes),
+                                    Bits(U8(places_within_pixels<0, -1, 0, -1>()) + uint8_t(k))))};
 }
 QX_INLINE Cover<PackedOfVector, Spread> of_vector(const Cover<Packed, Packed>& cover, int k) {
     return {{cover.alpha, k}, of_vector(cover.share, k)};
 }
 QX_INLINE U8 with_alpha(U8 px, PackedOfVector alpha) {
-    return U8(_mm512_mask_permutexvar_epi8(Bits(px), 0x8888888888888888, unpack_index(alpha.k),
-                                           Bits(alpha.block.bytes)));
+    Bits place = Bits(U8(places_within_pixels<-1, -1, -1, 0>()) + uint8_t(alpha.k));
+    return U8(_mm512_mask_shuffle_epi8(Bits(px), 0x8888888888888888, Bits(alpha.block.bytes), place));
 }
 
 }  // namespace qx::QX_ISA
