@@ -229,11 +229,11 @@ static const Operation rows[] = {
      [](const Operands& x) {
          each_pair(x, [&](Pair px) QX_LAMBDA {
              const auto bytes = planes_of(px);
-             auto sum = [&](int k) QX_LAMBDA {  // within 16 bits for coefficients within 15
-                 auto from = [&](int byte) { return static_cast<int16_t>(coefficient(x, 3 * k + byte) / 2); };
+             auto sum = [&](int k) QX_LAMBDA {  // within -126 to 125 sixteenths
+                 auto from = [&](int byte) { return static_cast<int16_t>(coefficient(x, 3 * k + byte) / 25); };
                  return sum_of_512ths(bytes, from(0), from(1), from(2));
              };
-             return pixels_of_sixteenths(sum(0), sum(1), sum(2), px);
+             return pixels_of_sixteenths(sum(0), sum(1), sum(2), 0x00807F82, px);
          });
      }},
     {"sum_of_8192ths", 0, 0,

@@ -10,9 +10,7 @@ void argb2ayuv(Ayuv32* dst, const Argb32* src, int32_t count) {
         auto u = sum_of_512ths(bgr, 3596, -2383, -1212);  //  0.439, -0.291, -0.148
         auto y = sum_of_512ths(bgr, 803, 4128, 2105);     //  0.098,  0.504,  0.257
         auto v = sum_of_512ths(bgr, -581, -3014, 3596);   // -0.071, -0.368,  0.439
-        Pair yuv = pixels_of_sixteenths(u, y, v, px);
-        const U8 offsets = splat(128 | 16 << 8 | 128 << 16);
-        return Pair{yuv.first + offsets, yuv.second + offsets};
+        return pixels_of_sixteenths(u, y, v, 128 | 16 << 8 | 128 << 16, px);
     };
     map_pairs(dst, count, formula, src);
 }

@@ -159,11 +159,11 @@ QX_INLINE I16 sum_of_512ths(const PlanesX64& px, int from_0, int from_1, int fro
                        QX_LAMBDA { return vqdmulhq_n_s16(plane, static_cast<int16_t>(factor)); };
     return product(px.byte_0, from_0) + product(px.byte_1, from_1) + product(px.byte_2, from_2);
 }
-QX_INLINE Pair pixels_of_sixteenths(I16 byte_0, I16 byte_1, I16 byte_2, Pair px) {
+QX_INLINE Pair pixels_of_sixteenths(I16 byte_0, I16 byte_1, I16 byte_2, Argb32 offsets, Pair px) {
     I16 bytes_01 = vsliq_n_s16(byte_0 >> 4, byte_1 >> 4, 8);
     U16 bytes_23 = vbslq_u16(vdupq_n_u16(0x00FF), U16(byte_2 >> 4), upper_lanes(px));
-    U16 low = U16(bytes_01);
-    return {U8(vzip1q_u16(low, bytes_23)), U8(vzip2q_u16(low, bytes_23))};
+    U8 low = U8(bytes_01) + U8(splat_16(offsets)), high = U8(bytes_23) + U8(splat_16(offsets >> 16));
+    return {U8(vzip1q_u16(U16(low), U16(high))), U8(vzip2q_u16(U16(low), U16(high)))};
 }
 
 // A sum of products / 8192, floored: of 8 times the bytes, its high half.

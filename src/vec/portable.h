@@ -310,12 +310,13 @@ QX_INLINE Sums sum_of_8192ths(const AnyPlanes& px, int from_k, int from_1) {
     return {{sum(0), sum(1)}};
 }
 
-// Pixels of sums: / 16, floored, modulo 256; or saturated, byte 1 being that of two added. Alpha is that of
-// px.
-QX_PORTABLE Pair pixels_of_sixteenths(const Sums& byte_0, const Sums& byte_1, const Sums& byte_2, Pair px) {
+// Pixels of sums: / 16, floored, plus the bytes of `offsets`, for results within 0 to 255; or saturated, byte
+// 1 being that of two added. Alpha is that of px.
+QX_PORTABLE Pair pixels_of_sixteenths(const Sums& byte_0, const Sums& byte_1, const Sums& byte_2, Argb32 offsets,
+                                      Pair px) {
     auto colours = [&](int v) QX_LAMBDA {
         return U8((byte_0.of[v] >> 4 & 255) | (byte_1.of[v] >> 4 & 255) << 8 |
-                  (byte_2.of[v] >> 4 & 255) << 16);
+                  (byte_2.of[v] >> 4 & 255) << 16) + splat(offsets);
     };
     return {with_alpha(colours(0), px.first), with_alpha(colours(1), px.second)};
 }

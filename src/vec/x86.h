@@ -52,28 +52,34 @@ QX_INLINE constexpr int vectors_to_wait() { return kBytes == 64 ? 4 : 16; }  // 
 struct PlanesX128 {
     I16 byte_0, byte_1, byte_2;
 };
-QX_INLINE PlanesX128 planes_of(Pair px) {
-#if QX_VECTOR_BYTES >= 32
+
+// The lower and the upper 16-bit lanes of two vectors of pixels.
+QX_INLINE Pair split_pixels(Pair px) {
 #if QX_VECTOR_BYTES == 64
-    auto from = [](int i) { return (i % 16 < 8 ? 0 : kBytes) + i / 16 * 16 + i % 8 / 2 * 4 + i % 2; };
-    U8 bytes_01 = shuffle(px.first, px.second, from);
-    U8 bytes_23 = shuffle(px.first, px.second, [=](int i) { return from(i) + 2; });
-#else
+    return {replace_bytes<-1, -1, 0, 1>(px.first, px.second), replace_bytes<2, 3, -1, -1>(px.second, px.first)};
+#elif QX_VECTOR_BYTES == 32
     static constexpr auto index =
         constant<uint8_t>([](int i) { return i % 8 / 2 * 4 + i % 16 / 8 * 2 + i % 2; });
     Bits first = _mm256_shuffle_epi8(Bits(px.first), Bits(index.vector()));
     Bits second = _mm256_shuffle_epi8(Bits(px.second), Bits(index.vector()));
-    U8 bytes_01 = U8(_mm256_unpacklo_epi64(first, second)),
-       bytes_23 = U8(_mm256_unpackhi_epi64(first, second));
+    return {U8(_mm256_unpacklo_epi64(first, second)), U8(_mm256_unpackhi_epi64(first, second))};
+#else
+    auto pack = [](U32 first, U32 second) QX_LAMBDA {
+        return U8(_mm_packs_epi32(Bits(I32(first) >> 16), Bits(I32(second) >> 16)));
+    };
+    return {pack(U32(px.first) << 16, U32(px.second) << 16), pack(U32(px.first), U32(px.second))};
 #endif
+}
+
+QX_INLINE PlanesX128 planes_of(Pair px) {
+    Pair bytes_01_23 = split_pixels(px);
+    U8 bytes_01 = bytes_01_23.first, bytes_23 = bytes_01_23.second;
+#if QX_VECTOR_BYTES >= 32
     I16 lower = I16(splat_16(0x0080)), upper = I16(splat_16(0x8000));
     return {mul_add_bytes(bytes_01, lower), mul_add_bytes(bytes_01, upper), mul_add_bytes(bytes_23, lower)};
 #else
-    auto plane = [=](int from) QX_LAMBDA {
-        auto byte = [=](U8 v) QX_LAMBDA { return Bits(U32(v) << (24 - 8 * from) >> 24); };
-        return I16(_mm_packs_epi32(byte(px.first), byte(px.second))) * -128;
-    };
-    return {plane(0), plane(1), plane(2)};
+    auto plane = [](U16 bytes) QX_LAMBDA { return I16(bytes) * -128; };
+    return {plane(U16(bytes_01) & 0x00FF), plane(U16(bytes_01) >> 8), plane(U16(bytes_23) & 0x00FF)};
 #endif
 }
 
@@ -83,15 +89,29 @@ QX_INLINE I16 sum_of_512ths(const PlanesX128& px, int from_0, int from_1, int fr
     return product(px.byte_2, from_2) + product(px.byte_1, from_1) + product(px.byte_0, from_0);
 }
 
-QX_INLINE Pair pixels_of_sixteenths(I16 byte_0, I16 byte_1, I16 byte_2, Pair px) {
-    U8 bytes_01 = select(U8(splat_16(0xFF00)), U8(byte_1 << 4), U8(byte_0 >> 4));
-    Pair out = zip_in_blocks(U16(bytes_01), U16(byte_2 >> 4));
-    return {with_alpha(out.first, px.first), with_alpha(out.second, px.second)};
+QX_INLINE Pair pixels_of_sixteenths(I16 byte_0, I16 byte_1, I16 byte_2, Argb32 offsets, Pair px) {
+#if QX_VECTOR_BYTES == 64
+    // Bits 4 to 11 of the lanes, to where their pixels are: those of the first vector have even lanes.
+    auto pixels = [=](U8 px, int odd) QX_LAMBDA {
+        const Bits from = Bits(U8(U32(Bits(_mm512_set1_epi64(0x2424242404040404))) + 0x01010101u * (16 * odd)));
+        auto replace = [=](U8 px, __mmask64 bytes, I16 by)
+                           QX_LAMBDA { return U8(_mm512_mask_multishift_epi64_epi8(Bits(px), bytes, from, Bits(by))); };
+        px = replace(px, 0x1111111111111111, byte_0);
+        px = replace(px, 0x2222222222222222, byte_1);
+        return replace(px, 0x4444444444444444, byte_2) + splat(offsets);
+    };
+    return {pixels(px.first, 0), pixels(px.second, 1)};
+#else
+    auto byte = [=](int k) QX_LAMBDA { return static_cast<int16_t>((offsets >> 8 * k & 255) << 4); };
+    U16 bytes_01 = U16(byte_0 + byte(0)) >> 4 | (U16(byte_1 + byte(1)) & 0x0FF0) << 4;
+    U16 bytes_23 = U16(byte_2 + byte(2)) >> 4 | (U16(split_pixels(px).second) & 0xFF00);
+    return zip_in_blocks(bytes_01, bytes_23);
+#endif
 }
 
 // The sum of the products of bytes x8 has the quotient by 8192 in its high half, floored.
 struct PlanesX8 {
-    I16 bytes_01[2], bytes_21[2];  // in the lower and the upper lanes of their pixels
+    I16 bytes_01[2], bytes_12[2];  // in the lower and the upper lanes of their pixels
 };
 QX_INLINE I16 splat_pair(int lower, int upper) {
     return I16(U32{} + (lower & 0xFFFF) + (uint32_t(upper) << 16));
@@ -99,16 +119,15 @@ QX_INLINE I16 splat_pair(int lower, int upper) {
 
 QX_INLINE PlanesX8 offset_planes(Pair px, int offset_0, int offset_1, int offset_2) {
 #if QX_VECTOR_BYTES >= 32
-    auto bytes_01 = [](U8 v) QX_LAMBDA { return I16(shuffle_pixels<0, -1, 1, -1>(v)); };
-    auto bytes_21 = [](U8 v) QX_LAMBDA { return I16(shuffle_pixels<2, -1, 1, -1>(v)); };
+    auto bytes_01 = [](U8 v) QX_LAMBDA { return mul_add_bytes(shuffle_pixels<0, -1, 1, -1>(v), splat_pair(8, 8)); };
+    auto bytes_12 = [](U8 v) QX_LAMBDA { return mul_add_bytes(v, splat_pair(8 << 8, 8)); };
 #else
-    auto with_byte_1 = [](U32 low, U8 v) QX_LAMBDA { return I16(low | U32(v) << 16 >> 24 << 16); };
-    auto bytes_01 = [=](U8 v) QX_LAMBDA { return with_byte_1(U32(v) << 24 >> 24, v); };
-    auto bytes_21 = [=](U8 v) QX_LAMBDA { return with_byte_1(U32(v) << 8 >> 24, v); };
+    auto bytes_01 = [](U8 v) QX_LAMBDA { return I16((U32(v) & 0xFF) | (U32(v) << 8 & 0xFF0000)) * 8; };
+    auto bytes_12 = [](U8 v) QX_LAMBDA { return I16(U32(v) << 16 >> 24 | (U32(v) & 0xFF0000)) * 8; };
 #endif
-    const I16 less_01 = splat_pair(offset_0, offset_1), less_21 = splat_pair(offset_2, offset_1);
-    return {{8 * (bytes_01(px.first) - less_01), 8 * (bytes_01(px.second) - less_01)},
-            {8 * (bytes_21(px.first) - less_21), 8 * (bytes_21(px.second) - less_21)}};
+    const I16 less_01 = splat_pair(8 * offset_0, 8 * offset_1), less_12 = splat_pair(8 * offset_1, 8 * offset_2);
+    return {{bytes_01(px.first) - less_01, bytes_01(px.second) - less_01},
+            {bytes_12(px.first) - less_12, bytes_12(px.second) - less_12}};
 }
 
 struct SumsX65536 {
@@ -116,11 +135,10 @@ struct SumsX65536 {
 };
 template <int k>
 QX_INLINE SumsX65536 sum_of_8192ths(const PlanesX8& px, int from_k, int from_1) {
-    auto sum = [=](I16 bytes) QX_LAMBDA {
-        return U32(QX_OP(madd_epi16)(Bits(bytes), Bits(splat_pair(from_k, from_1))));
-    };
-    const I16(&bytes)[2] = k == 0 ? px.bytes_01 : px.bytes_21;
-    return {{sum(bytes[0]), sum(bytes[1])}};
+    const I16 factors = k == 0 ? splat_pair(from_k, from_1) : splat_pair(from_1, from_k);
+    const I16(&bytes)[2] = k == 0 ? px.bytes_01 : px.bytes_12;
+    return {{U32(QX_OP(madd_epi16)(Bits(bytes[0]), Bits(factors))),
+             U32(QX_OP(madd_epi16)(Bits(bytes[1]), Bits(factors)))}};
 }
 
 // Byte 1 is the sum of two high halves; what lies below them is not carried, since lanes of 16 bits are
@@ -136,16 +154,19 @@ QX_INLINE U8 pixels_of_high_halves(U32 byte_0, U32 byte_1, U32 byte_1_too, U32 b
 #endif
 #if QX_VECTOR_BYTES >= 32
     U8 packed = pack_saturated(bytes_0_2, I16(bytes_1));
-    static constexpr auto from =
-        constant<uint8_t>([](int i) { return i % 16 / 4 * 2 + (i % 4 == 1 ? 9 : i % 4 / 2); });
+    static constexpr auto from = constant<uint8_t>(
+        [](int i) { return i % 4 == 3 ? 0x80 : i % 16 / 4 * 2 + (i % 4 == 1 ? 9 : i % 4 / 2); });
 #if QX_VECTOR_BYTES == 64
     return U8(_mm512_mask_shuffle_epi8(Bits(px), 0x7777777777777777, Bits(packed), Bits(from.vector())));
 #else
-    return with_alpha(U8(_mm256_shuffle_epi8(Bits(packed), Bits(from.vector()))), px);
+    U8 colours = U8(_mm256_shuffle_epi8(Bits(packed), Bits(from.vector())));
 #endif
 #else
     Bits packed = Bits(pack_saturated(bytes_0_2, I16(bytes_1 >> 16)));
-    return with_alpha(U8(_mm_unpacklo_epi8(packed, _mm_srli_si128(packed, 8))), px);
+    U8 colours = U8(_mm_unpacklo_epi8(packed, _mm_srli_si128(packed, 8)));
+#endif
+#if QX_VECTOR_BYTES < 64
+    return colours | (px & splat(kAlphaByte));
 #endif
 }
 QX_INLINE Pair pixels_of_sums(const SumsX65536& byte_0, const SumsX65536& byte_1,
