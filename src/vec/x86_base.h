@@ -79,11 +79,9 @@ QX_INLINE U8 merge_high(U16 low, U16 high) {
 #if QX_VECTOR_BYTES == 64
     return replace_bytes<1, -1, 3, -1>(U8(high), U8(low));
 #else
-    return select(U8(splat_16(0xFF00)), U8(high), U8(low >> 8));
+    return U8(low >> 8 | (high & 0xFF00));
 #endif
 }
-
-QX_INLINE U8 merge(Terms terms) { return select(U8(splat_16(0xFF00)), U8(terms.odd), U8(terms.even)); }
 
 template <int from>
 QX_INLINE U16 spread_byte(U8 px) {
