@@ -144,6 +144,9 @@ QX_INLINE void unpack_last(Argb32* out, const Argb32* src, int n) {
         each_part<most>(static_cast<int>(x.number), [&](int i, int n) QX_LAMBDA { part; }); \
     }
 
+// For sums within -126 to 125 times 16.
+constexpr int kFactors0[] = {1361, -1361, 1300}, kFactors1[] = {-4000, 31, -2}, kFactors2[] = {17, 255, 3700};
+
 static const Operation rows[] = {
     {"select", 0, 0, QX_EACH(select(U8(a > b), a, b))},
     {"merge_high", 0, 0, QX_EACH(merge_high(U16(a), U16(b)))},
@@ -227,13 +230,10 @@ static const Operation rows[] = {
 
     {"sum_of_512ths", 0, 0,
      [](const Operands& x) {
-         each_pair(x, [&](Pair px) QX_LAMBDA {
+         each_pair(x, [](Pair px) QX_LAMBDA {
              const auto bytes = planes_of(px);
-             auto sum = [&](int k) QX_LAMBDA {  // within -126 to 125 sixteenths
-                 auto from = [&](int byte) { return static_cast<int16_t>(coefficient(x, 3 * k + byte) / 25); };
-                 return sum_of_512ths(bytes, from(0), from(1), from(2));
-             };
-             return pixels_of_sixteenths(sum(0), sum(1), sum(2), 0x00807F82, px);
+             return pixels_of_sixteenths(sum_of_512ths<kFactors0>(bytes), sum_of_512ths<kFactors1>(bytes),
+                                         sum_of_512ths<kFactors2>(bytes), 0x00807F82, px);
          });
      }},
     {"sum_of_8192ths", 0, 0,

@@ -109,7 +109,7 @@ QX_INLINE void composite(Step step, Argb32* dst, const Argb32* bg, const Argb32*
     };
     const bool pair = count % 4 == 2;
     int32_t head = unaligned_pixels(dst, count);
-    if (pair && (count - head) % kPixels < 2) head = 0;  // the pair has to lie in the rest
+    if (pair && ((count - head) & (kPixels - 1)) < 2) head = 0;  // the pair has to lie in the rest
     walk<kPixels>(
         count, head,
         [=](int32_t i, int32_t end) QX_LAMBDA {

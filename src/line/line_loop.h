@@ -15,11 +15,11 @@ QX_INLINE int32_t unaligned_pixels(const Argb32* dst, int32_t count) {
     return static_cast<int32_t>(-(reinterpret_cast<uintptr_t>(dst) / sizeof(Argb32)) % kPixels);
 }
 
-// Walks through count > 0 pixels: `head` of them first, then whole steps, then the rest. part(i, n) does n
-// pixels from i on, fewer than a step; bulk(i, end) does whole steps.
+// Walks through count > 0 pixels: `head` of them first, then whole steps, then the rest; a line of less than a
+// step is a part only. part(i, n) does n pixels from i on, fewer than a step; bulk(i, end) does whole steps.
 template <int kStep, typename Bulk, typename Part>
 QX_INLINE void walk(int32_t count, int32_t head, Bulk bulk, Part part) {
-    for (int32_t i = 0, n = head;; n = count - i) {
+    for (int32_t i = 0, n = count < kStep ? count : head;; n = count - i) {
         if (n > 0) part(i, n);
         i += n;
         const int32_t end = i + ((count - i) & -kStep);

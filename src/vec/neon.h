@@ -154,10 +154,11 @@ QX_INLINE PlanesX64 planes_of(Pair px) {
     auto plane = [=](int k) QX_LAMBDA { return I16(vshrq_n_u16(plane_x256(px, k), 2)); };
     return {plane(0), plane(1), plane(2)};
 }
-QX_INLINE I16 sum_of_512ths(const PlanesX64& px, int from_0, int from_1, int from_2) {
+template <const int (&from)[3]>
+QX_INLINE I16 sum_of_512ths(const PlanesX64& px) {
     auto product = [](I16 plane, int factor)
                        QX_LAMBDA { return vqdmulhq_n_s16(plane, static_cast<int16_t>(factor)); };
-    return product(px.byte_0, from_0) + product(px.byte_1, from_1) + product(px.byte_2, from_2);
+    return product(px.byte_0, from[0]) + product(px.byte_1, from[1]) + product(px.byte_2, from[2]);
 }
 QX_INLINE Pair pixels_of_sixteenths(I16 byte_0, I16 byte_1, I16 byte_2, Argb32 offsets, Pair px) {
     I16 bytes_01 = vsliq_n_s16(byte_0 >> 4, byte_1 >> 4, 8);

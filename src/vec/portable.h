@@ -54,7 +54,9 @@ QX_PORTABLE U8 spread_alpha(U8 px) { return repeat_byte<3>(px); }
 
 // The colours of px under an alpha that is given as a number, or as that of other pixels.
 QX_PORTABLE U8 with_alpha(U8 px, U8 alpha) { return select(splat(kAlphaByte), alpha, px); }
-QX_PORTABLE U8 with_alpha(U8 px, Spread alpha) { return with_alpha(px, U8(U32(alpha.lanes) << 24)); }
+QX_PORTABLE U8 with_alpha(U8 px, Spread alpha) {
+    return (px & splat(~kAlphaByte)) | U8(U32(alpha.lanes) << 24);
+}
 
 // Two vectors of pixels in turn, from the first one's first pixel on: a0 b0 a1 b1 and so on.
 QX_PORTABLE Pair zip(Pair px) {
@@ -181,13 +183,16 @@ QX_INLINE Spread byte_weight(Vector px) {
     return {spread_byte<from>(px)};
 }
 
+// The alpha of every pixel times a number of at most 256 / 256.
+QX_PORTABLE U16 scaled_alpha(U8 px, U16 number) { return spread_byte<3>(px) * number >> 8; }
+
 // The weight of foreground pixels: their alpha, faded by an opacity, under a mask, or under a mask that is
 // faded first. An opacity is at most 256, so that a weight is at most its alpha.
 QX_PORTABLE auto weight_of(U8 fg) { return byte_weight<3>(fg); }
 QX_PORTABLE Spread weight_of(U8 fg, Opacity opacity) {
-    return {spread_byte<3>(fg) * splat_16(opacity.number) >> 8};
+    return {scaled_alpha(fg, splat_16(opacity.number))};
 }
-QX_PORTABLE Spread weight_of(U8 fg, MaskLanes mask) { return {spread_byte<3>(fg) * mask.lanes >> 8}; }
+QX_PORTABLE Spread weight_of(U8 fg, MaskLanes mask) { return {scaled_alpha(fg, mask.lanes)}; }
 QX_PORTABLE Spread weight_of(U8 fg, MaskLanes mask, Opacity opacity) {
     return weight_of(fg, MaskLanes{mask.lanes * splat_16(opacity.number) >> 8});
 }
@@ -249,7 +254,7 @@ QX_PORTABLE U32 reciprocal(U16 divisor) {
 // alpha = weight + under.a * (255 - weight) / 256, and share = (65535 / alpha) * weight / 256, 0 where alpha
 // is. A weight is at most alpha, so that the reciprocal times weight is at most 65535 and share at most 255.
 QX_PORTABLE Cover<Spread, Spread> cover(U8 under, Spread weight) {
-    U16 alpha = weight.lanes + (spread_byte<3>(under) * (255 - weight.lanes) >> 8);
+    U16 alpha = weight.lanes + scaled_alpha(under, 255 - weight.lanes);
     return {{alpha}, {spread_byte<1>(U8(U16(reciprocal(alpha)) * weight.lanes))}};
 }
 
@@ -293,14 +298,16 @@ QX_PORTABLE Planes offset_planes(Pair px, int offset_0, int offset_1, int offset
 }
 QX_PORTABLE auto planes_of(Pair px) { return offset_planes(px, 0, 0, 0); }
 
-// Sums of products: of each byte and its factor / 512, each quotient floored, for factors of -16383 to 16383
+// Sums of products: of each byte k and from[k] / 512, each quotient floored, for factors of -16383 to 16383
 // and sums of 16 bits; of byte k, 0 or 2, and byte 1, the sum / 8192, floored.
 struct Sums {
     I32 of[2];
 };
-QX_PORTABLE Sums sum_of_512ths(const Planes& px, int from_0, int from_1, int from_2) {
+template <const int (&from)[3], typename AnyPlanes>
+QX_INLINE Sums sum_of_512ths(const AnyPlanes& px) {
+    static_assert(same_type<AnyPlanes, Planes>);
     auto sum = [&](int v) QX_LAMBDA {
-        return (px.byte[0][v] * from_0 >> 9) + (px.byte[1][v] * from_1 >> 9) + (px.byte[2][v] * from_2 >> 9);
+        return (px.byte[0][v] * from[0] >> 9) + (px.byte[1][v] * from[1] >> 9) + (px.byte[2][v] * from[2] >> 9);
     };
     return {{sum(0), sum(1)}};
 }

@@ -76,10 +76,11 @@ QX_INLINE I32 product(const ByteLanes& px, int v, int factor) {
     const int factors = k == 2 ? factor << 16 : factor & 0xFFFF;
     return I32(wasm_i32x4_dot_i16x8(v128_t(k == 1 ? px.odd[v] : px.even[v]), wasm_i32x4_splat(factors)));
 }
-QX_INLINE Sums sum_of_512ths(const ByteLanes& px, int from_0, int from_1, int from_2) {
+template <const int (&from)[3]>
+QX_INLINE Sums sum_of_512ths(const ByteLanes& px) {
     auto sum = [&](int v) QX_LAMBDA {
-        return (product<0>(px, v, from_0) >> 9) + (product<1>(px, v, from_1) >> 9) +
-               (product<2>(px, v, from_2) >> 9);
+        return (product<0>(px, v, from[0]) >> 9) + (product<1>(px, v, from[1]) >> 9) +
+               (product<2>(px, v, from[2]) >> 9);
     };
     return {{sum(0), sum(1)}};
 }

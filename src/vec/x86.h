@@ -14,12 +14,9 @@ QX_INLINE U8 scale_alpha(U8 px, MaskX256 mask) {
     return with_alpha(px, U8(mul_hi(mask.lanes, U16(px & splat(kAlphaByte)))));
 }
 
-QX_INLINE Spread weight_of(U8 fg, Opacity opacity) {
-    return {mul_hi(alpha_x256(fg), splat_16(opacity.number))};
-}
 QX_INLINE Spread weight_of(U8 fg, MaskX256 mask) { return {mul_hi(mask.lanes, spread_byte<3>(fg))}; }
 QX_INLINE Spread weight_of(U8 fg, MaskX256 mask, Opacity opacity) {
-    return {mul_hi(alpha_x256(fg), mul_hi(mask.lanes, splat_16(opacity.number)))};
+    return {scaled_alpha(fg, mul_hi(mask.lanes, splat_16(opacity.number)))};
 }
 
 QX_INLINE Terms scale_premultiplied(U8 px, Spread weight) {
@@ -83,10 +80,15 @@ QX_INLINE PlanesX128 planes_of(Pair px) {
 #endif
 }
 
-QX_INLINE I16 sum_of_512ths(const PlanesX128& px, int from_0, int from_1, int from_2) {
-    auto product = [](I16 plane, int factor)
-                       QX_LAMBDA { return mul_hi(plane, I16{} - static_cast<int16_t>(factor)); };
-    return product(px.byte_2, from_2) + product(px.byte_1, from_1) + product(px.byte_0, from_0);
+template <const int (&from)[3]>
+QX_INLINE I16 sum_of_512ths(const PlanesX128& px) {
+    static constexpr Constant<int16_t> opposites[] = {constant<int16_t>([](int) { return -from[0]; }),
+                                                      constant<int16_t>([](int) { return -from[1]; }),
+                                                      constant<int16_t>([](int) { return -from[2]; })};
+    const Constant<int16_t>* factor = opposites;
+    asm("" : "+r"(factor));  // or g++ makes the vectors out of numbers, for every short line and even in the loop
+    return mul_hi(px.byte_2, factor[2].vector()) + mul_hi(px.byte_1, factor[1].vector()) +
+           mul_hi(px.byte_0, factor[0].vector());
 }
 
 QX_INLINE Pair pixels_of_sixteenths(I16 byte_0, I16 byte_1, I16 byte_2, Argb32 offsets, Pair px) {

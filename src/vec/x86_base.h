@@ -119,6 +119,8 @@ QX_INLINE U16 alpha_x256(U8 px) {
 QX_INLINE U16 mul_hi(U16 a, U16 b) { return U16(QX_OP(mulhi_epu16)(Bits(a), Bits(b))); }
 QX_INLINE I16 mul_hi(I16 a, I16 b) { return I16(QX_OP(mulhi_epi16)(Bits(a), Bits(b))); }
 
+QX_INLINE U16 scaled_alpha(U8 px, U16 number) { return mul_hi(alpha_x256(px), number); }
+
 QX_INLINE Terms scale_lanes(U8 px, U16 even, U16 odd) {
     return {mul_hi(U16(px) << 8, even), (U16(px) >> 8) * odd};
 }
