@@ -2,10 +2,15 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
+#include <condition_variable>
 #include <cstdio>
 #include <cstdlib>
 #include <future>
+#include <memory>
+#include <mutex>
+#include <thread>
 
 #include "picture.h"
 #include "v210.h"
@@ -21,11 +26,11 @@ const char usage[] =
     "  --fade-in N         frames over which it comes, and\n"
     "  --fade-out N        goes, which needs --frames\n"
     "  --frames N          frames that will come\n"
-    "  --threads N         threads that share the rows of a frame\n"
+    "  --threads N         threads, each busy with a frame of its own; 3 where nothing is said\n"
     "The title and the matte have the size of the video.\n";
 
 struct Options {
-    int width = 0, height = 0, fade_in = 0, fade_out = 0, frames = 0, threads = 1;
+    int width = 0, height = 0, fade_in = 0, fade_out = 0, frames = 0, threads = 3;
     std::string title, matte, input = "bgra";
 };
 
@@ -70,95 +75,16 @@ Options parse(int argc, char** argv) {
     if (o.title.empty()) throw Error("--title is needed; see --help");
     if (o.input != "bgra" && o.input != "v210") throw Error("--input is bgra or v210");
     if (o.input == "v210" && o.width % 2 != 0) throw Error("v210 has an even width");
-    o.threads = std::min(o.threads, o.height);
+    // More would only wait: one at either end, and one for each processor.
+    o.threads = std::min(o.threads, int(std::thread::hardware_concurrency()) + 2);
     if (o.fade_out > 0 && o.frames == 0) throw Error("--fade-out needs --frames");
     return o;
 }
-
-class Titler {
- public:
-    explicit Titler(const Options& options)
-        : o_(options), title_(load_png(o_.title, o_.width, o_.height)), frame_(o_.width, o_.height) {
-        if (!o_.matte.empty())
-            for (Argb32 px : load_png(o_.matte, o_.width, o_.height).pixels)
-                matte_.push_back(uint8_t(px >> 8));  // green
-        if (o_.input == "v210") packed_.resize(v210_pitch(o_.width) * size_t(o_.height));
-    }
-
-    // The next frame from standard input; false at the end of the video.
-    bool read() {
-        void* buffer = packed_.empty() ? static_cast<void*>(frame_.pixels.data()) : packed_.data();
-        const size_t bytes = packed_.empty() ? frame_.pixels.size() * sizeof(Argb32) : packed_.size();
-        const size_t got = read_all(STDIN_FILENO, "standard input", buffer, bytes);
-        if (got != 0 && got != bytes)
-            throw Error("the last frame is cut short: " + std::to_string(got) + " of " +
-                        std::to_string(bytes) + " bytes");
-        return got == bytes;
-    }
-
-    // Composes frame number n, its rows shared out to the threads.
-    void compose(int64_t n) {
-        const uint32_t opacity = opacity_of(n);
-        auto share = [=](int k) { return int(int64_t{o_.height} * k / o_.threads); };
-        std::vector<std::future<void>> others;
-        // A share that the system has no thread for is done by this one, when it is waited for.
-        for (int k = 1; k < o_.threads; ++k)
-            others.push_back(std::async([=] { compose_rows(share(k), share(k + 1), opacity); }));
-        compose_rows(0, share(1), opacity);
-        for (std::future<void>& other : others) other.get();
-    }
-
-    void write() const {
-        write_all(STDOUT_FILENO, "standard output", frame_.pixels.data(),
-                  frame_.pixels.size() * sizeof(Argb32));
-    }
-
- private:
-    // In 64 bits: a video may go on for long after its title has gone.
-    uint32_t opacity_of(int64_t n) const {
-        int64_t opacity = 256;
-        if (n < o_.fade_in) opacity = 256 * (n + 1) / (o_.fade_in + 1);
-        const int64_t left = o_.frames - n;
-        if (o_.fade_out > 0 && left <= o_.fade_out)
-            opacity = std::min(opacity, 256 * left / (o_.fade_out + 1));
-        return uint32_t(std::max<int64_t>(opacity, 0));
-    }
-
-    // lblend keeps the alpha of the video.
-    void compose_rows(int first, int end, uint32_t opacity) {
-        std::vector<uint16_t> planes(packed_.empty() ? 0 : 2 * size_t(o_.width));
-        for (int y = first; y < end; ++y) {
-            Argb32* row = frame_.row(y);
-            if (!packed_.empty()) {
-                qx_v210yuv422p10(planes.data(), &packed_[size_t(y) * v210_pitch(o_.width)], o_.width);
-                const uint16_t* cb = &planes[size_t(o_.width)];
-                planes_to_argb(row, planes.data(), cb, cb + o_.width / 2, o_.width);
-            }
-            if (matte_.empty())
-                qx_lblend_t(row, row, title_.row(y), o_.width, opacity);
-            else
-                qx_lblend_mt(row, row, title_.row(y), o_.width, &matte_[size_t(y) * size_t(o_.width)],
-                             opacity);
-        }
-    }
-
-    const Options o_;
-    const Picture title_;
-    std::vector<uint8_t> matte_;
-    Picture frame_;
-    std::vector<uint8_t> packed_;
-};
 
 // A line on standard error, a few times a second and at the end, be that an error.
 class Progress {
  public:
     explicit Progress(int frames) : frames_(frames) {}
-    ~Progress() {
-        show();
-        std::fprintf(stderr, "               \n");
-    }
-
-    int64_t done() const { return done_; }
 
     void frame_done() {
         ++done_;
@@ -166,6 +92,11 @@ class Progress {
         shown_ = Clock::now();
         const double fps = show();
         if (frames_ > done_) std::fprintf(stderr, ", %.0f s left   ", double(frames_ - done_) / fps);
+    }
+
+    void end() const {
+        show();
+        std::fprintf(stderr, "               \n");
     }
 
  private:
@@ -184,13 +115,156 @@ class Progress {
     Clock::time_point shown_ = start_;
 };
 
+// Lets the frames through in order, one at a time.
+class Gate {
+ public:
+    void wait_for(int64_t n) {
+        std::unique_lock<std::mutex> lock(mutex_);
+        passed_.wait(lock, [&] { return next_ == n; });
+    }
+
+    void pass() {
+        std::lock_guard<std::mutex> lock(mutex_);
+        ++next_;
+        passed_.notify_all();
+    }
+
+ private:
+    std::mutex mutex_;
+    std::condition_variable passed_;
+    int64_t next_ = 0;
+};
+
+// A frame on its way from standard input to standard output.
+struct Frame {
+    explicit Frame(const Options& o) : picture(o.width, o.height) {
+        if (o.input != "v210") return;
+        packed.resize(v210_pitch(o.width) * size_t(o.height));
+        planes.resize(2 * size_t(o.width));
+    }
+
+    Picture picture;
+    std::vector<uint8_t> packed;   // v210, if that is what comes in,
+    std::vector<uint16_t> planes;  // and a line of it
+};
+
+class Titler {
+ public:
+    explicit Titler(const Options& options) : o_(options), title_(load_png(o_.title, o_.width, o_.height)) {
+        if (!o_.matte.empty())
+            for (Argb32 px : load_png(o_.matte, o_.width, o_.height).pixels)
+                matte_.push_back(uint8_t(px >> 8));  // green
+    }
+
+    // Reads, composes and writes frames, in turn with the other threads that do so: each is busy with a frame
+    // of its own, which goes through the gates in order. After an error, or the end of the video, its gate
+    // stays shut, and threads that wait there do so until the program ends.
+    void take_turns(Frame frame) {
+        try {
+            while (take_turn(frame)) continue;
+            progress_.end();
+            ended_.set_value();
+        } catch (...) {
+            progress_.end();
+            ended_.set_exception(std::current_exception());
+        }
+    }
+
+    // When the video has ended; throws what has ended it.
+    void wait() { ended_.get_future().get(); }
+
+ private:
+    // False at the end of the video.
+    bool take_turn(Frame& frame) {
+        const int64_t n = taken_++;
+        reading_.wait_for(n);
+        std::exception_ptr error;
+        bool is_there = false;
+        try {
+            is_there = read(frame);
+        } catch (...) {
+            error = std::current_exception();
+        }
+        if (is_there) {
+            reading_.pass();
+            compose(frame, n);
+        }
+        writing_.wait_for(n);  // the frames before are whole, whatever has become of this one
+        if (error) std::rethrow_exception(error);
+        if (!is_there) return false;
+        write_all(STDOUT_FILENO, "standard output", frame.picture.pixels.data(),
+                  frame.picture.pixels.size() * sizeof(Argb32));
+        progress_.frame_done();
+        writing_.pass();
+        return true;
+    }
+
+    // The next frame from standard input; false at the end of the video.
+    static bool read(Frame& frame) {
+        std::vector<Argb32>& pixels = frame.picture.pixels;
+        void* buffer = frame.packed.empty() ? static_cast<void*>(pixels.data()) : frame.packed.data();
+        const size_t bytes = frame.packed.empty() ? pixels.size() * sizeof(Argb32) : frame.packed.size();
+        const size_t got = read_all(STDIN_FILENO, "standard input", buffer, bytes);
+        if (got != 0 && got != bytes)
+            throw Error("the last frame is cut short: " + std::to_string(got) + " of " +
+                        std::to_string(bytes) + " bytes");
+        return got == bytes;
+    }
+
+    // lblend keeps the alpha of the video.
+    void compose(Frame& frame, int64_t n) const {
+        const uint32_t opacity = opacity_of(n);
+        for (int y = 0; y < o_.height; ++y) {
+            Argb32* row = frame.picture.row(y);
+            if (!frame.packed.empty()) {
+                uint16_t* luma = frame.planes.data();
+                qx_v210yuv422p10(luma, &frame.packed[size_t(y) * v210_pitch(o_.width)], o_.width);
+                const uint16_t* cb = luma + o_.width;
+                planes_to_argb(row, luma, cb, cb + o_.width / 2, o_.width);
+            }
+            if (matte_.empty())
+                qx_lblend_t(row, row, title_.row(y), o_.width, opacity);
+            else
+                qx_lblend_mt(row, row, title_.row(y), o_.width, &matte_[size_t(y) * size_t(o_.width)],
+                             opacity);
+        }
+    }
+
+    // In 64 bits: a video may go on for long after its title has gone.
+    uint32_t opacity_of(int64_t n) const {
+        int64_t opacity = 256;
+        if (n < o_.fade_in) opacity = 256 * (n + 1) / (o_.fade_in + 1);
+        const int64_t left = o_.frames - n;
+        if (o_.fade_out > 0 && left <= o_.fade_out)
+            opacity = std::min(opacity, 256 * left / (o_.fade_out + 1));
+        return uint32_t(std::max<int64_t>(opacity, 0));
+    }
+
+    const Options o_;
+    const Picture title_;
+    std::vector<uint8_t> matte_;
+    std::atomic<int64_t> taken_{0};  // frames that a thread has, or waits for
+    Gate reading_, writing_;
+    Progress progress_{o_.frames};
+    std::promise<void> ended_;
+};
+
 void run(int argc, char** argv) {
     const Options options = parse(argc, argv);
-    Titler titler(options);
-    for (Progress progress(options.frames); titler.read(); progress.frame_done()) {
-        titler.compose(progress.done());
-        titler.write();
+    const auto titler = std::make_shared<Titler>(options);
+    // Frames of less than 128 KiB are done before another thread is awake.
+    const bool alone = options.threads == 1 || size_t(options.width) * size_t(options.height) < 32768;
+    int started = 0;
+    try {
+        // Detached, for one may be in a read that never returns when writing has failed.
+        for (; !alone && started < options.threads; ++started)
+            std::thread([titler](Frame frame) { titler->take_turns(std::move(frame)); }, Frame(options))
+                .detach();
+    } catch (const std::exception&) {
+        // There is no room for another one: those that have started do all.
     }
+    if (started == 0) titler->take_turns(Frame(options));
+    titler->wait();
 }
 
 }  // namespace
