@@ -107,6 +107,7 @@ void print_json(const std::vector<Result>& results) {
 
 int main(int argc, char** argv) {
     const Options options = options_of(argc, argv);
+    const std::vector<Case> cases = all_cases();
     bool nothing = true;
     std::vector<Result> results;
     auto wanted = [&](const std::string& name) {
@@ -115,11 +116,11 @@ int main(int argc, char** argv) {
         return matches;
     };
     if (options.instructions) {
-        for (const Case& kernel : all_cases())
+        for (const Case& kernel : cases)
             if (wanted(kernel.name)) print_instructions(kernel);
     } else {
         for (const Shape& shape : shapes) {
-            for (const Case& kernel : all_cases()) {
+            for (const Case& kernel : cases) {
                 if (!wanted(kernel.name + " " + shape.name)) continue;
                 results.push_back(measure(kernel, shape));
                 if (!options.json) print_row(results.back());

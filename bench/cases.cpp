@@ -93,7 +93,9 @@ void zoom_out(const qx::KernelTable& table, const Job& job) {
     table.zoom_outNx(job.dst, job.dst_width, job.dst_height, job.a, job.src_width, job.src_height);
 }
 
-std::vector<Case> make_cases() {
+}  // namespace
+
+std::vector<Case> all_cases() {
     std::vector<Case> cases;
     for (const LineKernel& kernel : line_kernels) cases.push_back(line_case(kernel));
     cases.push_back(other_case("v210yuv422p10", v210_size, unpack, Input::kV210));
@@ -116,12 +118,5 @@ std::vector<Case> make_cases() {
         };
         cases.push_back(other_case("zoom_outNx by " + std::to_string(factor), resize, zoom_out));
     }
-    return cases;
-}
-
-}  // namespace
-
-const std::vector<Case>& all_cases() {
-    static const std::vector<Case> cases = make_cases();
     return cases;
 }

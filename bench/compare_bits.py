@@ -17,7 +17,8 @@ def measure(bench, case):
     if done.returncode != 0:
         sys.exit(f"{bench} {case!r} failed")
     run = json.loads(done.stdout)
-    return {(row["kernel"], row["contender"]): row["seconds"] for row in run["results"] if row["kind"] == "build"}, run
+    builds = (row for row in run["results"] if row["kind"] == "build")
+    return {(row["kernel"], row["contender"]): row["seconds"] for row in builds}, run
 
 
 def main():
@@ -27,7 +28,8 @@ def main():
     seconds, run = measure(bench32, " 1920$")
     # A kernel's turns follow each other at once: the speed of a virtual machine changes with the seconds.
     ratios = {}
-    for kernel in dict.fromkeys(kernel for kernel, _ in seconds):
+    kernels = list(dict.fromkeys(kernel for kernel, _ in seconds))
+    for kernel in kernels:
         for _ in range(ROUNDS):
             seconds64, _ = measure(bench64, f"^{kernel} 1920$")
             for key, seconds32 in measure(bench32, f"^{kernel} 1920$")[0].items():
@@ -38,7 +40,7 @@ def main():
                           for (kernel, build), ratio in medians.items()]
         json.dump(run, sys.stdout)
     else:
-        for kernel in dict.fromkeys(kernel for kernel, _ in medians):
+        for kernel in kernels:
             print(f"{kernel:15}", *(f" {key[1]} {ratio:5.2f}" for key, ratio in medians.items() if key[0] == kernel))
 
 

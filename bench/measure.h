@@ -18,7 +18,7 @@ struct Case {
     bool in_place = false;  // dst may be a
 };
 
-const std::vector<Case>& all_cases();
+std::vector<Case> all_cases();
 
 struct Shape {
     const char* name;
