@@ -11,43 +11,27 @@ extern "C" {
 
 namespace {
 
-struct Decoder {
-    AVCodecContext* context = avcodec_alloc_context3(avcodec_find_decoder(AV_CODEC_ID_V210));
-    AVPacket* packet = av_packet_alloc();
-    AVFrame* frame = av_frame_alloc();
-
-    explicit Decoder(const Job& job) {
-        context->width = job.dst_width;
-        context->height = job.dst_height;
-        context->thread_count = 1;
-        avcodec_open2(context, nullptr, nullptr);
-        // A packet that owns its bytes is not copied; these stay the bench's.
-        const size_t bytes = job.src_pixels() * 4;
-        packet->buf = av_buffer_create(
-            const_cast<uint8_t*>(job.a_bytes()), bytes, [](void*, uint8_t*) {}, nullptr,
-            AV_BUFFER_FLAG_READONLY);
-        packet->data = packet->buf->data;
-        packet->size = int(bytes);
-    }
-    Decoder(const Decoder&) = delete;
-    ~Decoder() {
-        av_frame_free(&frame);
-        av_packet_free(&packet);
-        avcodec_free_context(&context);
-    }
-
-    bool decode() {
-        return avcodec_send_packet(context, packet) == 0 && avcodec_receive_frame(context, frame) == 0;
-    }
-};
-
 Ready prepare(const Job& job) {
-    auto decoder = std::make_shared<Decoder>(job);
-    auto run = [=](int times) {
-        for (; times > 0; --times) decoder->decode();
+    std::shared_ptr<AVCodecContext> context(avcodec_alloc_context3(avcodec_find_decoder(AV_CODEC_ID_V210)),
+                                            [](AVCodecContext* c) { avcodec_free_context(&c); });
+    std::shared_ptr<AVPacket> packet(av_packet_alloc(), [](AVPacket* p) { av_packet_free(&p); });
+    std::shared_ptr<AVFrame> frame(av_frame_alloc(), [](AVFrame* f) { av_frame_free(&f); });
+    context->width = job.dst_width;
+    context->height = job.dst_height;
+    context->thread_count = 1;
+    avcodec_open2(context.get(), nullptr, nullptr);
+    // A packet that owns its bytes is not copied; these stay the bench's.
+    const size_t bytes = job.src_pixels() * 4;
+    packet->buf = av_buffer_create(
+        const_cast<uint8_t*>(job.a_bytes()), bytes, [](void*, uint8_t*) {}, nullptr, AV_BUFFER_FLAG_READONLY);
+    packet->data = packet->buf->data;
+    packet->size = int(bytes);
+    auto decode = [=] {
+        return avcodec_send_packet(context.get(), packet.get()) == 0 &&
+               avcodec_receive_frame(context.get(), frame.get()) == 0;
     };
     auto agrees = [=] {
-        if (!decoder->decode()) return false;
+        if (!decode()) return false;
         std::vector<uint16_t> row(size_t(job.dst_width) * 2);
         for (int y = 0; y < job.dst_height; ++y) {
             reference::v210yuv422p10(row.data(), job.a_bytes() + size_t(y) * size_t(job.src_width) * 4,
@@ -55,16 +39,16 @@ Ready prepare(const Job& job) {
             const uint16_t* expected = row.data();
             for (int plane = 0; plane < 3; ++plane) {
                 const int samples = plane == 0 ? job.dst_width : job.dst_width / 2;
-                const uint8_t* line = decoder->frame->data[plane] + y * decoder->frame->linesize[plane];
+                const uint8_t* line = frame->data[plane] + y * frame->linesize[plane];
                 if (std::memcmp(line, expected, size_t(samples) * 2) != 0) return false;
                 expected += samples;
             }
         }
         return true;
     };
-    return {run, agrees};
+    return {repeat(decode), agrees};
 }
 
-}  // namespace
+[[maybe_unused]] const auto added = peers().insert({"v210yuv422p10", {"peer", "FFmpeg's decoder", prepare}});
 
-void add_ffmpeg(Peers& peers) { peers.insert({"v210yuv422p10", {Kind::kPeer, "FFmpeg's decoder", prepare}}); }
+}  // namespace

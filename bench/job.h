@@ -15,7 +15,7 @@ struct Job {
     const Argb32* b = nullptr;  // fg, premultiplied, or src2
     const uint8_t* mask = nullptr;
     const uint8_t* lut = nullptr;
-    uint32_t number = 0;  // opacity, weight or fill value
+    uint32_t number = 200;  // opacity, weight or fill value
     int src_width = 0, src_height = 0, dst_width = 0, dst_height = 0;
 
     size_t src_pixels() const { return size_t(src_width) * size_t(src_height); }
@@ -30,30 +30,23 @@ struct Ready {
     std::function<void(int)> run;
     std::function<bool()> agrees;
 };
-enum class Kind { kBuild, kInPlace, kTwoThreads, kPlain, kCopy, kPeer };
+
 struct Contender {
-    Kind kind;
+    std::string kind;  // "build", "in_place", "plain" or "peer"
     std::string name;
     std::function<Ready(const Job&)> prepare;
 };
 
-// The other libraries' contenders, by the case that they stand in.
-using Peers = std::multimap<std::string, Contender>;
-void add_libyuv(Peers& peers);
-void add_pixman(Peers& peers);
-void add_ffmpeg(Peers& peers);
+// The other libraries' contenders, by the case that they stand in. Each library that is built in adds its
+// own.
+std::multimap<std::string, Contender>& peers();
 
-// Whether no byte of `count` pixels is further than `tolerance` from expected(i).
-template <typename Expected>
-bool all_near(const Argb32* px, size_t count, int tolerance, Expected expected) {
-    for (size_t i = 0; i < count; ++i) {
-        const Argb32 want = expected(i);
-        for (int shift = 0; shift < 32; shift += 8) {
-            int off = int(px[i] >> shift & 255) - int(want >> shift & 255);
-            if (off > tolerance || off < -tolerance) return false;
-        }
-    }
-    return true;
+// Repeats within the one call through std::function, which would be a good part of a short line's time.
+template <typename Once>
+std::function<void(int)> repeat(Once once) {
+    return [once](int times) {
+        for (; times > 0; --times) once();
+    };
 }
 
 inline int byte_of(Argb32 px, int k) { return int(px >> (8 * k) & 255); }
@@ -67,4 +60,17 @@ Argb32 pixel_by(Rule rule) {
         px |= Argb32(value < 0 ? 0 : value > 255 ? 255 : int(value)) << (8 * k);
     }
     return px;
+}
+
+// Whether no byte of the result is further than `tolerance` from the pixel expected(i).
+template <typename Expected>
+bool all_near(const Job& job, int tolerance, Expected expected) {
+    for (size_t i = 0; i < job.dst_pixels(); ++i) {
+        const Argb32 want = expected(i);
+        for (int k = 0; k < 4; ++k) {
+            int off = byte_of(job.dst[i], k) - byte_of(want, k);
+            if (off > tolerance || off < -tolerance) return false;
+        }
+    }
+    return true;
 }

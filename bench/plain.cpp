@@ -1,4 +1,4 @@
-// Every kernel as the loop that one would write without vectors, and the bare copies.
+// Every kernel as the loop that one would write without vectors.
 #include "plain.h"
 
 namespace {
@@ -181,24 +181,13 @@ void zoom_outNx(Argb32* __restrict dst, int32_t dst_width, int32_t dst_height, c
             dst[1L * y * dst_width + x] = src[1L * y * fy * src_width + x * fx];
 }
 
-// ---- bare copies ----
-
-template <int inputs, bool masked>
-void copy(Argb32* __restrict dst, const Argb32* a, const Argb32* b, const uint8_t* mask, int32_t count) {
-    QX_EACH((inputs > 0 ? a[i] : 7u) ^ (inputs > 1 ? b[i] : 0) ^ (masked ? mask[i] : 0u));
-}
-
 const qx::KernelTable kernels = {
 #define QX_ENTRY(name) name,
     QX_KERNELS(QX_ENTRY)
 #undef QX_ENTRY
 };
 
-PlainBuild build = {
-    QX_PLAIN_NAME,
-    &kernels,
-    {{copy<0, false>, copy<0, true>}, {copy<1, false>, copy<1, true>}, {copy<2, false>, copy<2, true>}},
-    nullptr};
+PlainBuild build = {QX_PLAIN_NAME, &kernels, nullptr};
 
 __attribute__((constructor)) void join() {
     build.next = plain_builds;
