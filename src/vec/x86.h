@@ -98,9 +98,9 @@ QX_INLINE Pair pixels_of_sixteenths(I16 byte_0, I16 byte_1, I16 byte_2, Argb32 o
         const Bits from = Bits(U8(U32(Bits(_mm512_set1_epi64(0x2424242404040404))) + 0x01010101u * (16 * odd)));
         auto replace = [=](U8 px, __mmask64 bytes, I16 by)
                            QX_LAMBDA { return U8(_mm512_mask_multishift_epi64_epi8(Bits(px), bytes, from, Bits(by))); };
-        px = replace(px, 0x1111111111111111, byte_0);
-        px = replace(px, 0x2222222222222222, byte_1);
-        return replace(px, 0x4444444444444444, byte_2) + splat(offsets);
+        px = replace(px, bytes_of_pixels<0b0001>(), byte_0);
+        px = replace(px, bytes_of_pixels<0b0010>(), byte_1);
+        return replace(px, bytes_of_pixels<0b0100>(), byte_2) + splat(offsets);
     };
     return {pixels(px.first, 0), pixels(px.second, 1)};
 #else
@@ -159,7 +159,7 @@ QX_INLINE U8 pixels_of_high_halves(U32 byte_0, U32 byte_1, U32 byte_1_too, U32 b
     static constexpr auto from = constant<uint8_t>(
         [](int i) { return i % 4 == 3 ? 0x80 : i % 16 / 4 * 2 + (i % 4 == 1 ? 9 : i % 4 / 2); });
 #if QX_VECTOR_BYTES == 64
-    return U8(_mm512_mask_shuffle_epi8(Bits(px), 0x7777777777777777, Bits(packed), Bits(from.vector())));
+    return U8(_mm512_mask_shuffle_epi8(Bits(px), bytes_of_pixels<0b0111>(), Bits(packed), Bits(from.vector())));
 #else
     U8 colours = U8(_mm256_shuffle_epi8(Bits(packed), Bits(from.vector())));
 #endif

@@ -65,12 +65,21 @@ QX_INLINE U8 shuffle_pixels(U8 px) {
 }
 
 #if QX_VECTOR_BYTES == 64
+// The mask of those bytes of every pixel for which a bit of `bytes` is set, from the lowest on.
+template <unsigned bytes>
+QX_INLINE __mmask64 bytes_of_pixels() {
+    static constexpr uint64_t every_pixel = 0x1111111111111111u * bytes;
+    if constexpr (sizeof(void*) == 8) return every_pixel;
+    __mmask64 mask;  // in 32 bits g++ would put it together in memory, and wait there
+    asm("kmovq %1, %0" : "=k"(mask) : "m"(every_pixel));
+    return mask;
+}
+
 // The same, but a negative one leaves the byte of `px`. (A permutation of two vectors takes twice as long.)
 template <int from_0, int from_1, int from_2, int from_3>
 QX_INLINE U8 replace_bytes(U8 px, U8 by) {
-    constexpr __mmask64 every_pixel = 0x1111111111111111,
-        replaced = every_pixel * ((from_0 >= 0) | (from_1 >= 0) << 1 | (from_2 >= 0) << 2 | (from_3 >= 0) << 3);
-    return U8(_mm512_mask_shuffle_epi8(Bits(px), replaced, Bits(by),
+    constexpr unsigned replaced = (from_0 >= 0) | (from_1 >= 0) << 1 | (from_2 >= 0) << 2 | (from_3 >= 0) << 3;
+    return U8(_mm512_mask_shuffle_epi8(Bits(px), bytes_of_pixels<replaced>(), Bits(by),
                                        places_within_pixels<from_0, from_1, from_2, from_3>()));
 }
 #endif
@@ -188,7 +197,7 @@ QX_INLINE Bits unpack_index(int k) {
 
 QX_INLINE MaskX256 spread_mask(__m128i bytes) {
     return {U16(
-        _mm512_maskz_permutexvar_epi8(0xAAAAAAAAAAAAAAAA, unpack_index(0), _mm512_castsi128_si512(bytes)))};
+        _mm512_maskz_permutexvar_epi8(bytes_of_pixels<0b1010>(), unpack_index(0), _mm512_castsi128_si512(bytes)))};
 }
 QX_INLINE __m128i load_bytes(const uint8_t* p) {
     return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));

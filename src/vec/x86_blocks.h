@@ -123,7 +123,7 @@ QX_INLINE Cover<PackedOfVector, Spread> of_vector(const Cover<Packed, Packed>& c
 }
 QX_INLINE U8 with_alpha(U8 px, PackedOfVector alpha) {
     Bits place = Bits(U8(places_within_pixels<-1, -1, -1, 0>()) + uint8_t(alpha.k));
-    return U8(_mm512_mask_shuffle_epi8(Bits(px), 0x8888888888888888, Bits(alpha.block.bytes), place));
+    return U8(_mm512_mask_shuffle_epi8(Bits(px), bytes_of_pixels<0b1000>(), Bits(alpha.block.bytes), place));
 }
 
 }  // namespace qx::QX_ISA
