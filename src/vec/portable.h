@@ -332,16 +332,15 @@ QX_PORTABLE Pair pixels_of_sums(const Sums& byte_0, const Sums& byte_1, const Su
     return {with_alpha(colours(0), px.first), with_alpha(colours(1), px.second)};
 }
 
-// ---- 10-bit samples out of a group of 128 bytes, eight blocks of 16 ----
+// ---- 10-bit samples out of blocks of 16 bytes, and out of groups of blocks ----
 //
 // A plane says where its samples lie: Plane::kPerBlock of them in every block, sample k at bit Plane::bit(k)
 // of the group, never across a 32-bit word.
 
-constexpr int kGroupBytes = 128;
+QX_PORTABLE constexpr int group_blocks() { return 8; }
 
-// The first n samples, one by one.
-template <typename Plane>
-QX_INLINE void unpack_samples(uint16_t* dst, const uint8_t* block, int n) {
+template <typename Plane, typename Byte>
+QX_INLINE void unpack_samples(uint16_t* dst, const Byte* block, int n) {
     auto out = reinterpret_cast<Anywhere<uint16_t>*>(dst);
     auto unpack = [&](int k) QX_LAMBDA {
         const uint32_t word = reinterpret_cast<const WordAnywhere*>(block)[Plane::bit(k) / 32].number;
@@ -352,10 +351,18 @@ QX_INLINE void unpack_samples(uint16_t* dst, const uint8_t* block, int n) {
     for (int k = 0; k < n; ++k) unpack(k);
 }
 
+// The samples of a block's first pixels: 2, 4 or 6 of them.
+template <typename Luma, typename Cb, typename Cr, typename Byte>
+QX_INLINE void unpack_block(uint16_t* y, uint16_t* cb, uint16_t* cr, const Byte* block, int pixels) {
+    unpack_samples<Luma>(y, block, pixels);
+    unpack_samples<Cb>(cb, block, pixels / 2);
+    unpack_samples<Cr>(cr, block, pixels / 2);
+}
+
 // All samples of a group.
 template <typename Plane, typename Byte>
 QX_INLINE void unpack_plane(uint16_t* dst, const Byte* group) {
-    unpack_samples<Plane>(dst, group, 8 * Plane::kPerBlock);
+    unpack_samples<Plane>(dst, group, group_blocks() * Plane::kPerBlock);
 }
 
 // ---- the pixels of a line that a linear resampler mixes ----
