@@ -170,14 +170,17 @@ static const Operation rows[] = {
          QX_PARTS(kPixels - 1, store(x.out + i, load_n(x.a + i, n)))(x);
      }},
     {"load_up_to", 1, 31, QX_PARTS(2 * kPixels - 1, store_up_to(x.out + i, load_up_to(x.a + i, n), n))},
-    {"load_every", 1, 5,
+    {"load_every", 2, 3,
      [](const Operands& x) {
-         const int step = static_cast<int>(x.number), count = (kLine / step) & -16;
+         const int step = static_cast<int>(x.number), count = kLine / step & -16;
          const Argb32* src = x.a + kLine - 1 - (count - 1) * step;
-         for (int i = 0; i < count; i += kPixels) {
-             store(x.out + i, load_every(src + i * step, step));
-             if (step == 2) store(x.out + kLine + i, load_every_second(src + i * step));
-         }
+         for (int i = 0; i < count; i += kPixels)
+             store(x.out + i, step == 2 ? load_every_second(src + 2 * i) : load_every_third(src + 3 * i));
+     }},
+    {"copy_four", 1, 5,
+     [](const Operands& x) {
+         const int step = static_cast<int>(x.number);
+         for (int i = kLine - 1 - 3 * step; i >= 0; i -= 4) copy_four(x.out + i / 4 * 4, x.a + i, step);
      }},
     {"load_taps", 1, 1100, taps},
 

@@ -113,15 +113,25 @@ QX_PORTABLE void store_up_to(Argb32* p, Pair px, int n) {
     if (n > kPixels) store_n(p + kPixels, px.second, n - kPixels);
 }
 
-// Pixels 0, step, 2 * step and so on of a line; nothing after the last of them is read.
-QX_PORTABLE U8 load_every(const Argb32* src, ptrdiff_t step) {
-    auto word = reinterpret_cast<const WordAnywhere*>(src);
-    return each_pixel([=](int k) QX_LAMBDA { return word[k * step].number; });
+// Four pixels of a line that lie a step apart.
+QX_PORTABLE void copy_four(Argb32* dst, const Argb32* src, ptrdiff_t step) {
+    auto to = reinterpret_cast<WordAnywhere*>(dst);
+    auto from = reinterpret_cast<const WordAnywhere*>(src);
+    for (int k = 0; k < 4; ++k) to[k].number = from[k * step].number;
 }
+
+// Every second or third pixel of a line, from the first on; nothing after the last of them is read: the last
+// vector ends with it.
 QX_PORTABLE U8 load_every_second(const Argb32* src) {
-    // The second vector ends with the last pixel asked for.
     U32 first = U32(load(src)), second = U32(load(src + kPixels - 1));
     return U8(shuffle(first, second, [](int i) { return i < kPixels / 2 ? 2 * i : 2 * i + 1; }));
+}
+QX_PORTABLE U8 load_every_third(const Argb32* src) {
+    constexpr int kThird = 2 * kPixels - 2;
+    U32 first = U32(load(src)), second = U32(load(src + kPixels)), third = U32(load(src + kThird));
+    U32 mixed = shuffle(first, second, [](int i) { return 3 * i % (2 * kPixels); });
+    return U8(
+        shuffle(mixed, third, [](int i) { return 3 * i < 2 * kPixels ? i : kPixels + 3 * i - kThird; }));
 }
 
 // ---- masks: one byte for each pixel of a vector ----

@@ -308,13 +308,10 @@ QX_INLINE U8 fours(Rule rule) {
 #endif
 }
 
-QX_INLINE U8 load_every(const Argb32* src, ptrdiff_t step) {
-    return fours([=](int k) QX_LAMBDA {
-        const Argb32* p = src + k * step;
-        __m128i low = _mm_unpacklo_epi32(_mm_loadu_si32(p), _mm_loadu_si32(p + step));
-        __m128i high = _mm_unpacklo_epi32(_mm_loadu_si32(p + 2 * step), _mm_loadu_si32(p + 3 * step));
-        return _mm_unpacklo_epi64(low, high);
-    });
+QX_INLINE void copy_four(Argb32* dst, const Argb32* src, ptrdiff_t step) {
+    __m128i low = _mm_unpacklo_epi32(_mm_loadu_si32(src), _mm_loadu_si32(src + step));
+    __m128i high = _mm_unpacklo_epi32(_mm_loadu_si32(src + 2 * step), _mm_loadu_si32(src + 3 * step));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(dst), _mm_unpacklo_epi64(low, high));
 }
 
 #if QX_VECTOR_BYTES >= 32
