@@ -111,16 +111,8 @@ QX_INLINE int16_t coefficient(const Operands& x, int k) {
 template <typename Plane>
 QX_INLINE void unpack_planes(Argb32* out, const Argb32* src) {
     auto* dst = reinterpret_cast<uint16_t*>(out);
-    for (int i = 0; i < kLine; i += kGroupBytes / 4, dst += 8 * Plane::kPerBlock)
+    for (int i = 0; i < kLine; i += group_blocks() * 4, dst += group_blocks() * Plane::kPerBlock)
         unpack_plane<Plane>(dst, reinterpret_cast<const uint8_t*>(src + i));
-}
-
-// n samples of blocks with which the line ends.
-template <typename Plane>
-QX_INLINE void unpack_last(Argb32* out, const Argb32* src, int n) {
-    const int blocks = (n + Plane::kPerBlock - 1) / Plane::kPerBlock;
-    unpack_samples<Plane>(reinterpret_cast<uint16_t*>(out),
-                          reinterpret_cast<const uint8_t*>(src + kLine - 4 * blocks), n);
 }
 
 // ---- the rows ----
@@ -181,14 +173,17 @@ static const Operation rows[] = {
          QX_PARTS(kPixels - 1, store(x.out + i, load_n(x.a + i, n)))(x);
      }},
     {"load_up_to", 1, 31, QX_PARTS(2 * kPixels - 1, store_up_to(x.out + i, load_up_to(x.a + i, n), n))},
-    {"load_every", 1, 5,
+    {"load_every", 2, 3,
      [](const Operands& x) {
-         const int step = static_cast<int>(x.number), count = (kLine / step) & -16;
+         const int step = static_cast<int>(x.number), count = kLine / step & -16;
          const Argb32* src = x.a + kLine - 1 - (count - 1) * step;
-         for (int i = 0; i < count; i += kPixels) {
-             store(x.out + i, load_every(src + i * step, step));
-             if (step == 2) store(x.out + kLine + i, load_every_second(src + i * step));
-         }
+         for (int i = 0; i < count; i += kPixels)
+             store(x.out + i, step == 2 ? load_every_second(src + 2 * i) : load_every_third(src + 3 * i));
+     }},
+    {"copy_four", 1, 5,
+     [](const Operands& x) {
+         const int step = static_cast<int>(x.number);
+         for (int i = kLine - 1 - 3 * step; i >= 0; i -= 4) copy_four(x.out + i / 4 * 4, x.a + i, step);
      }},
     {"load_taps", 1, 1100, taps},
 
@@ -252,11 +247,12 @@ static const Operation rows[] = {
          unpack_planes<Cb>(x.out + kLine, x.a);
          unpack_planes<Cr>(x.out + 2 * kLine, x.a);
      }},
-    {"unpack_samples", 1, 24,
-     [](const Operands& x) {
-         unpack_last<Luma>(x.out, x.a, 2 * static_cast<int>(x.number));
-         unpack_last<Cb>(x.out + kLine, x.a, static_cast<int>(x.number));
-         unpack_last<Cr>(x.out + 2 * kLine, x.a, static_cast<int>(x.number));
+    {"unpack_block", 1, 3,
+     [](const Operands& x) {  // of the line's last block, so many pairs of pixels
+         const int n = static_cast<int>(x.number);
+         auto plane = [&](int k) { return reinterpret_cast<uint16_t*>(x.out + k * kLine); };
+         auto* block = reinterpret_cast<const uint8_t*>(x.a + kLine - 4);
+         unpack_block<Luma, Cb, Cr>(plane(1) - 2 * n, plane(2) - n, plane(3) - n, block, 2 * n);
      }},
 };
 

@@ -15,8 +15,14 @@ void zoom_outNx(Argb32* dst, int32_t dst_width, int32_t dst_height, const Argb32
     for (int32_t y = 0; y < dst_height; ++y, dst += dst_width) {
         const Argb32* row = src + y * fy * src_width;
         ptrdiff_t x = 0;
-        for (; dst_width - x >= kPixels; x += kPixels)
-            store(dst + x, fx == 2 ? load_every_second(row + 2 * x) : load_every(row + x * fx, fx));
+        if (fx == 2)
+            for (; dst_width - x >= kPixels; x += kPixels) store(dst + x, load_every_second(row + 2 * x));
+        if (fx == 3 && kPixels > 4)  // fewer are copied as fast
+            for (; dst_width - x >= kPixels; x += kPixels) store(dst + x, load_every_third(row + 3 * x));
+        for (; dst_width - x >= 8; x += 8) {
+            copy_four(dst + x, row + x * fx, fx);
+            copy_four(dst + x + 4, row + (x + 4) * fx, fx);
+        }
         for (; x < dst_width; ++x) __builtin_memcpy(dst + x, row + x * fx, sizeof(Argb32));
     }
 }

@@ -115,15 +115,25 @@ QX_PORTABLE void store_up_to(Argb32* p, Pair px, int n) {
     if (n > kPixels) store_n(p + kPixels, px.second, n - kPixels);
 }
 
-// Pixels 0, step, 2 * step and so on of a line; nothing after the last of them is read.
-QX_PORTABLE U8 load_every(const Argb32* src, ptrdiff_t step) {
-    auto word = reinterpret_cast<const WordAnywhere*>(src);
-    return each_pixel([=](int k) QX_LAMBDA { return word[k * step].number; });
+// Four pixels of a line that lie a step apart.
+QX_PORTABLE void copy_four(Argb32* dst, const Argb32* src, ptrdiff_t step) {
+    auto to = reinterpret_cast<WordAnywhere*>(dst);
+    auto from = reinterpret_cast<const WordAnywhere*>(src);
+    for (int k = 0; k < 4; ++k) to[k].number = from[k * step].number;
 }
+
+// Every second or third pixel of a line, from the first on; nothing after the last of them is read: the last
+// vector ends with it.
 QX_PORTABLE U8 load_every_second(const Argb32* src) {
-    // The second vector ends with the last pixel asked for.
     U32 first = U32(load(src)), second = U32(load(src + kPixels - 1));
     return U8(shuffle(first, second, [](int i) { return i < kPixels / 2 ? 2 * i : 2 * i + 1; }));
+}
+QX_PORTABLE U8 load_every_third(const Argb32* src) {
+    constexpr int kThird = 2 * kPixels - 2;
+    U32 first = U32(load(src)), second = U32(load(src + kPixels)), third = U32(load(src + kThird));
+    U32 mixed = shuffle(first, second, [](int i) { return 3 * i % (2 * kPixels); });
+    return U8(
+        shuffle(mixed, third, [](int i) { return 3 * i < 2 * kPixels ? i : kPixels + 3 * i - kThird; }));
 }
 
 // ---- masks: one byte for each pixel of a vector ----
@@ -340,16 +350,15 @@ QX_PORTABLE Pair pixels_of_sums(const Sums& byte_0, const Sums& byte_1, const Su
     return {with_alpha(colours(0), px.first), with_alpha(colours(1), px.second)};
 }
 
-// ---- 10-bit samples out of a group of 128 bytes, eight blocks of 16 ----
+// ---- 10-bit samples out of blocks of 16 bytes, and out of groups of blocks ----
 //
 // A plane says where its samples lie: Plane::kPerBlock of them in every block, sample k at bit Plane::bit(k)
 // of the group, never across a 32-bit word.
 
-constexpr int kGroupBytes = 128;
+QX_PORTABLE constexpr int group_blocks() { return 8; }
 
-// The first n samples, one by one.
-template <typename Plane>
-QX_INLINE void unpack_samples(uint16_t* dst, const uint8_t* block, int n) {
+template <typename Plane, typename Byte>
+QX_INLINE void unpack_samples(uint16_t* dst, const Byte* block, int n) {
     auto out = reinterpret_cast<Anywhere<uint16_t>*>(dst);
     auto unpack = [&](int k) QX_LAMBDA {
         const uint32_t word = reinterpret_cast<const WordAnywhere*>(block)[Plane::bit(k) / 32].number;
@@ -360,10 +369,18 @@ QX_INLINE void unpack_samples(uint16_t* dst, const uint8_t* block, int n) {
     for (int k = 0; k < n; ++k) unpack(k);
 }
 
+// The samples of a block's first pixels: 2, 4 or 6 of them.
+template <typename Luma, typename Cb, typename Cr, typename Byte>
+QX_INLINE void unpack_block(uint16_t* y, uint16_t* cb, uint16_t* cr, const Byte* block, int pixels) {
+    unpack_samples<Luma>(y, block, pixels);
+    unpack_samples<Cb>(cb, block, pixels / 2);
+    unpack_samples<Cr>(cr, block, pixels / 2);
+}
+
 // All samples of a group.
 template <typename Plane, typename Byte>
 QX_INLINE void unpack_plane(uint16_t* dst, const Byte* group) {
-    unpack_samples<Plane>(dst, group, 8 * Plane::kPerBlock);
+    unpack_samples<Plane>(dst, group, group_blocks() * Plane::kPerBlock);
 }
 
 // ---- the pixels of a line that a linear resampler mixes ----

@@ -182,27 +182,49 @@ QX_INLINE Pair pixels_of_sums(const SumsX65536& byte_0, const SumsX65536& byte_1
 // ---- samples ----
 
 #if QX_VECTOR_BYTES == 64
-// 32 samples from `first` on; those after the group's last are no samples.
-template <typename Plane, int first>
-QX_INLINE U16 samples(const uint8_t* group) {
+QX_INLINE constexpr int group_blocks() { return 16; }
+
+// Eight blocks have 24 samples of Cb, and of Cr, in so few of their bytes that one vector has room for all:
+// those of the last four blocks lie between those of the first four.
+template <typename Plane>
+struct Packed24 {
+    static constexpr int kFirst = Plane::bit(0) / 8, kSecond = kFirst + kBytes - 2;  // what is loaded from
+
+    static constexpr int byte(int k) { return Plane::bit(k) / 8 - (k < 12 ? kFirst : kSecond); }
+    static constexpr uint64_t second_bytes() {
+        uint64_t mask = 0;
+        for (int k = 12; k < 24; ++k) mask |= uint64_t{3} << byte(k);
+        return mask;
+    }
+    QX_INLINE_MEMBER static U8 load(const uint8_t* blocks) {
+        Bits first = _mm512_loadu_si512(blocks + kFirst);
+        return U8(_mm512_mask_loadu_epi8(first, second_bytes(), blocks + kSecond));
+    }
+};
+
+// The samples from `first` on, of which k lies at byte_of(k) of two vectors.
+template <typename Plane, int first, typename Rule>
+QX_INLINE Bits samples(U8 a, U8 b, Rule byte_of) {
     static constexpr auto shifts = constant<uint16_t>([](int i) { return Plane::bit(first + i) % 8; });
-    U8 bytes = shuffle(U8(_mm512_loadu_si512(group)), U8(_mm512_loadu_si512(group + kBytes)),
-                       [](int i) { return Plane::bit(first + i / 2) / 8 % 128 + i % 2; });
-    return U16(bytes) >> shifts.vector() & 0x03FF;
+    U8 bytes = shuffle(a, b, [=](int i) { return (byte_of(first + i / 2) + i % 2) % (2 * kBytes); });
+    return Bits(U16(bytes) >> shifts.vector() & 0x03FF);
 }
 
 template <typename Plane>
 QX_INLINE void unpack_plane(uint16_t* dst, const uint8_t* group) {
-    constexpr int kSamples = 8 * Plane::kPerBlock;
-    Bits out = Bits(samples<Plane, 0>(group));
-    if constexpr (kSamples > 32) {
-        _mm512_storeu_si512(dst, out);
-        out = Bits(samples<Plane, 32>(group));
-        dst += 32;
+    if constexpr (Plane::kPerBlock == 6) {
+        auto load = [=](int k) QX_LAMBDA { return U8(_mm512_loadu_si512(group + k * kBytes)); };
+        auto byte_of = [](int k) { return Plane::bit(k) / 8 - k / 32 * kBytes; };
+        _mm512_storeu_si512(dst, samples<Plane, 0>(load(0), load(1), byte_of));
+        _mm512_storeu_si512(dst + 32, samples<Plane, 32>(load(1), load(2), byte_of));
+        _mm512_storeu_si512(dst + 64, samples<Plane, 64>(load(2), load(3), byte_of));
+    } else {
+        U8 a = Packed24<Plane>::load(group), b = Packed24<Plane>::load(group + 8 * 16);
+        auto byte_of = [](int k) { return k / 24 * kBytes + Packed24<Plane>::byte(k % 24); };
+        _mm512_storeu_si512(dst, samples<Plane, 0>(a, b, byte_of));
+        Bits last = samples<Plane, 32>(b, b, [=](int k) { return byte_of(k) - kBytes; });
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst + 32), _mm512_castsi512_si256(last));
     }
-    _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst), _mm512_castsi512_si256(out));
-    if constexpr (kSamples % 32 == 24)
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + 16), _mm512_extracti32x4_epi32(out, 2));
 }
 #elif QX_VECTOR_BYTES == 32
 // Half of a group: block k and, in the upper half of the vector, block k + 4, where the same samples lie.
@@ -250,6 +272,46 @@ QX_INLINE void unpack_plane(uint16_t* dst, const uint8_t* group) {
     if constexpr (kHalf - first > 8) unpack_plane<Plane, first + 8>(dst, group);
 }
 #endif
+
+#if QX_VECTOR_BYTES >= 32
+QX_INLINE void store_samples(uint16_t* dst, __m128i samples, int n) {
+    if (n & 4) {
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(dst), samples);
+        samples = _mm_unpackhi_epi64(samples, samples);
+    }
+    if (n & 2) {
+        _mm_storeu_si32(dst + (n & 4), samples);
+        samples = _mm_srli_epi64(samples, 32);
+    }
+    if (n & 1) _mm_storeu_si16(dst + (n & 6), samples);
+}
+
+// The samples of a block that lie at bit(0) to bit(7), moved to the top of their lanes by a product.
+template <typename Rule>
+QX_INLINE __m128i samples_at(const uint8_t* block, Rule) {
+    static constexpr Rule bit{};
+    static constexpr auto index = constant<uint8_t>([](int i) { return bit(i / 2 % 8) / 8 + i % 2; });
+    static constexpr auto factors = constant<uint16_t>([](int i) { return 64 >> bit(i % 8) % 8; });
+    auto vector = [](const void* p) QX_LAMBDA { return _mm_loadu_si128(static_cast<const __m128i*>(p)); };
+    __m128i lanes = _mm_shuffle_epi8(vector(block), vector(index.lane));
+    return _mm_srli_epi16(_mm_mullo_epi16(lanes, vector(factors.lane)), 6);
+}
+
+template <typename Luma, typename Cb, typename Cr>
+QX_INLINE void unpack_block(uint16_t* y, uint16_t* cb, uint16_t* cr, const uint8_t* block, int pixels) {
+    struct LumaBits {
+        constexpr int operator()(int k) const { return Luma::bit(k % 6); }
+    };
+    struct ChromaBits {
+        constexpr int operator()(int k) const { return k < 4 ? Cb::bit(k % 3) : Cr::bit(k % 4 % 3); }
+    };
+    store_samples(y, samples_at(block, LumaBits{}), pixels);
+    __m128i chroma = samples_at(block, ChromaBits{});
+    store_samples(cb, chroma, pixels / 2);
+    store_samples(cr, _mm_unpackhi_epi64(chroma, chroma), pixels / 2);
+}
+#endif
+
 // ---- pixels of a line that lie apart ----
 
 // Vectors of four pixels, from rule(0), rule(4) and so on.
@@ -268,13 +330,10 @@ QX_INLINE U8 fours(Rule rule) {
 #endif
 }
 
-QX_INLINE U8 load_every(const Argb32* src, ptrdiff_t step) {
-    return fours([=](int k) QX_LAMBDA {
-        const Argb32* p = src + k * step;
-        __m128i low = _mm_unpacklo_epi32(_mm_loadu_si32(p), _mm_loadu_si32(p + step));
-        __m128i high = _mm_unpacklo_epi32(_mm_loadu_si32(p + 2 * step), _mm_loadu_si32(p + 3 * step));
-        return _mm_unpacklo_epi64(low, high);
-    });
+QX_INLINE void copy_four(Argb32* dst, const Argb32* src, ptrdiff_t step) {
+    __m128i low = _mm_unpacklo_epi32(_mm_loadu_si32(src), _mm_loadu_si32(src + step));
+    __m128i high = _mm_unpacklo_epi32(_mm_loadu_si32(src + 2 * step), _mm_loadu_si32(src + 3 * step));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(dst), _mm_unpacklo_epi64(low, high));
 }
 
 #if QX_VECTOR_BYTES >= 32
