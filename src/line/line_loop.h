@@ -32,8 +32,12 @@ QX_INLINE void walk(int32_t count, int32_t head, Bulk bulk, Part part) {
 // dst[i] = formula(inputs[i]...) for whole vectors, from pixel i to end.
 template <typename Formula, typename... Inputs>
 QX_INLINE void map_whole(Argb32* dst, ptrdiff_t i, ptrdiff_t end, Formula formula, Inputs... inputs) {
-#pragma GCC unroll 2  // a short formula is done before the next branch is
-    for (; i < end; i += kPixels) store(dst + i, formula(load(inputs + i)...));
+    auto vector = [=](ptrdiff_t i) QX_LAMBDA { store(dst + i, formula(load(inputs + i)...)); };
+    for (; end - i >= 2 * kPixels; i += 2 * kPixels) {  // a short formula is done before the next branch is
+        vector(i);
+        vector(i + kPixels);
+    }
+    if (i < end) vector(i);
 }
 
 // dst[i] = formula(inputs[i]...) for count > 0 pixels. A vector is read whole before it is written, so dst

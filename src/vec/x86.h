@@ -198,7 +198,7 @@ struct Packed24 {
     }
     QX_INLINE_MEMBER static U8 load(const uint8_t* blocks) {
         Bits first = _mm512_loadu_si512(blocks + kFirst);
-        return U8(_mm512_mask_loadu_epi8(first, second_bytes(), blocks + kSecond));
+        return U8(_mm512_mask_loadu_epi8(first, byte_mask<second_bytes()>(), blocks + kSecond));
     }
 };
 

@@ -65,14 +65,18 @@ QX_INLINE U8 shuffle_pixels(U8 px) {
 }
 
 #if QX_VECTOR_BYTES == 64
-// The mask of those bytes of every pixel for which a bit of `bytes` is set, from the lowest on.
+template <uint64_t bits>
+QX_INLINE __mmask64 byte_mask() {
+    static constexpr uint64_t in_memory = bits;
+    if constexpr (sizeof(void*) == 8) return bits;
+    __mmask64 mask;  // in 32 bits g++ would put it together on the stack, and wait there
+    asm("kmovq %1, %0" : "=k"(mask) : "m"(in_memory));
+    return mask;
+}
+// The bytes of every pixel for which a bit of `bytes` is set, from the lowest on.
 template <unsigned bytes>
 QX_INLINE __mmask64 bytes_of_pixels() {
-    static constexpr uint64_t every_pixel = 0x1111111111111111u * bytes;
-    if constexpr (sizeof(void*) == 8) return every_pixel;
-    __mmask64 mask;  // in 32 bits g++ would put it together in memory, and wait there
-    asm("kmovq %1, %0" : "=k"(mask) : "m"(every_pixel));
-    return mask;
+    return byte_mask<0x1111111111111111u * bytes>();
 }
 
 // The same, but a negative one leaves the byte of `px`. (A permutation of two vectors takes twice as long.)
@@ -205,20 +209,23 @@ QX_INLINE __m128i load_bytes(const uint8_t* p) {
 QX_INLINE __m128i load_bytes(const uint8_t* p, int n) { return _mm_maskz_loadu_epi8(first_lanes(n), p); }
 QX_INLINE MaskX256 load(const uint8_t* mask) { return spread_mask(load_bytes(mask)); }
 QX_INLINE MaskX256 load_n(const uint8_t* mask, int n) { return spread_mask(load_bytes(mask, n)); }
-#else
-QX_INLINE MaskX256 spread_mask(uint64_t bytes) {
-#if QX_VECTOR_BYTES == 32
+#elif QX_VECTOR_BYTES == 32
+QX_INLINE MaskX256 spread_mask(__m128i eight) {
     static constexpr auto index = constant<uint8_t>([](int i) { return i % 2 == 0 ? 0x80 : i / 4; });
-    Bits four_times = _mm256_set1_epi64x(static_cast<long long>(bytes));
-    if constexpr (sizeof(void*) == 4) {  // where set1 would go through memory, and wait there
-        __m128i low = _mm_cvtsi32_si128(static_cast<int>(bytes));
-        four_times = _mm256_broadcastq_epi64(_mm_insert_epi32(low, static_cast<int>(bytes >> 32), 1));
-    }
-    return {U16(_mm256_shuffle_epi8(four_times, Bits(index.vector())))};
+    return {U16(_mm256_shuffle_epi8(_mm256_broadcastq_epi64(eight), Bits(index.vector())))};
+}
+QX_INLINE MaskX256 spread_mask(uint64_t eight) {
+    if constexpr (sizeof(void*) == 8) return spread_mask(_mm_set_epi64x(0, static_cast<long long>(eight)));
+    __m128i low = _mm_cvtsi32_si128(static_cast<int>(eight));  // or it would go through memory, and wait there
+    return spread_mask(_mm_insert_epi32(low, static_cast<int>(eight >> 32), 1));
+}
+QX_INLINE MaskX256 load(const uint8_t* mask) {
+    return spread_mask(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(mask)));
+}
 #else
-    Bits words = _mm_unpacklo_epi8(_mm_setzero_si128(), _mm_cvtsi32_si128(static_cast<int>(bytes)));
+QX_INLINE MaskX256 spread_mask(uint64_t four) {
+    Bits words = _mm_unpacklo_epi8(_mm_setzero_si128(), _mm_cvtsi32_si128(static_cast<int>(four)));
     return {U16(_mm_unpacklo_epi16(words, words))};
-#endif
 }
 #endif
 
