@@ -218,7 +218,7 @@ static const Operation rows[] = {
      QX_EACH(add(scale(a, splat_weight(x.number)), scale(b, rest_of(splat_weight(x.number)))))},
     {"scale", 0, 0, QX_EACH(add(scale(a, w), scale(b, rest_of(w))))},
     {"scale_colours", 0, 0, QX_EACH(add_saturated(scale_colours(a, rest_of(w)), scale(b, w)))},
-    {"scale_premultiplied", 0, 0, QX_EACH(add(scale(opaque(b), w), scale_premultiplied(a, rest_of(w))))},
+    {"scale_premultiplied", 0, 0, QX_EACH(add(scale_opaque(b, w), scale_premultiplied(a, rest_of(w))))},
     {"mix", 0, 127, QX_EACH(mix(a, b, static_cast<int>(x.number)))},
     {"towards", 0, 0, QX_EACH(towards(a, b, w))},
     {"cover", 0, 255, covers},

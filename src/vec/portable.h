@@ -218,6 +218,12 @@ QX_PORTABLE Terms scale_lanes(U8 px, U16 even, U16 odd) {
 // Every byte times weight / 256.
 QX_PORTABLE Terms scale(U8 px, Spread weight) { return scale_lanes(px, weight.lanes, weight.lanes); }
 
+// The same, alpha being taken for 255.
+template <typename Weight>
+QX_INLINE auto scale_opaque(U8 px, Weight weight) {
+    return scale(opaque(px), weight);
+}
+
 // The same for the colours; alpha is left as it is.
 QX_PORTABLE Terms scale_colours(U8 px, Spread weight) {
     return scale_lanes(px, weight.lanes, U16((U32(weight.lanes) & 0x0000FFFF) | 256 << 16));

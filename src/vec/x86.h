@@ -21,8 +21,20 @@ QX_INLINE Spread weight_of(U8 fg, MaskX256 mask, Opacity opacity) {
 
 QX_INLINE Terms scale_premultiplied(U8 px, Spread weight) {
     U16 factor = spread_byte<3>(px) * weight.lanes;
-    return {mul_hi(U16(px) & 0x00FF, factor), mul_hi(U16(opaque(px)) & 0xFF00, factor)};
+#if QX_VECTOR_BYTES == 64
+    U16 odd = U16(_mm512_ternarylogic_epi32(Bits(px), Bits(splat(kAlphaByte)), Bits(splat_16(0xFF00)), 0xA8));
+#else
+    U16 odd = U16(opaque(px)) & 0xFF00;
+#endif
+    return {mul_hi(U16(px) & 0x00FF, factor), mul_hi(odd, factor)};
 }
+
+#if QX_VECTOR_BYTES == 64
+QX_INLINE Terms scale_opaque(U8 px, Spread weight) {
+    U16 odd = U16(replace_bytes<1, -1, -1, -1>(splat(0x00FF0000), px));
+    return {mul_hi(U16(px) << 8, weight.lanes), odd * weight.lanes};
+}
+#endif
 
 #if QX_VECTOR_BYTES >= 32
 // In each 16-bit lane, the sum of the products of the lower and of the upper bytes: of pixels times factors
