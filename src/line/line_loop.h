@@ -29,15 +29,17 @@ QX_INLINE void walk(int32_t count, int32_t head, Bulk bulk, Part part) {
     }
 }
 
-// dst[i] = formula(inputs[i]...) for whole vectors, from pixel i to end.
-template <typename Formula, typename... Inputs>
+// dst[i] = formula(inputs[i]...) for whole vectors, from pixel i to end; a short formula is done before the next
+// branch is, so that one branch serves two vectors.
+template <bool is_short = true, typename Formula, typename... Inputs>
 QX_INLINE void map_whole(Argb32* dst, ptrdiff_t i, ptrdiff_t end, Formula formula, Inputs... inputs) {
     auto vector = [=](ptrdiff_t i) QX_LAMBDA { store(dst + i, formula(load(inputs + i)...)); };
-    for (; end - i >= 2 * kPixels; i += 2 * kPixels) {  // a short formula is done before the next branch is
-        vector(i);
-        vector(i + kPixels);
-    }
-    if (i < end) vector(i);
+    if constexpr (is_short)
+        for (; end - i >= 2 * kPixels; i += 2 * kPixels) {
+            vector(i);
+            vector(i + kPixels);
+        }
+    for (; i < end; i += kPixels) vector(i);
 }
 
 // dst[i] = formula(inputs[i]...) for count > 0 pixels. A vector is read whole before it is written, so dst
