@@ -387,8 +387,8 @@ QX_INLINE U8 load_every_second(const Argb32* src) {
 }
 #endif
 
-// Out of one or two vectors where those reach far enough and end within the line; else one by one, a pair of
-// neighbours at a load.
+// Out of one or two vectors, or what the line has of them, where those reach far enough; else one by one, a
+// pair of neighbours at a load.
 QX_INLINE Taps load_taps(const Argb32* src, [[maybe_unused]] int32_t src_count, uint32_t position,
                          uint32_t step, int n) {
     static constexpr auto lane = constant<uint32_t>([](int i) { return i; });
@@ -403,9 +403,10 @@ QX_INLINE Taps load_taps(const Argb32* src, [[maybe_unused]] int32_t src_count, 
         U8 right = permute_pixels(px, index + 1);
         return {follow_by(permute_pixels(px, index), right), right, fraction};
     };
-    if (step <= kOneVector && reach >= kPixels) return taps_from(load(src + base));
-    if (step <= kTwoVectors && reach >= 2 * kPixels)
-        return taps_from(Pair{load(src + base), load(src + base + kPixels)});
+    if (step <= kOneVector) return taps_from(reach >= kPixels ? load(src + base) : load_n(src + base, reach));
+    if (step <= kTwoVectors)
+        return taps_from(reach >= 2 * kPixels ? Pair{load(src + base), load(src + base + kPixels)}
+                                              : load_up_to(src + base, reach));
 #endif
     auto pixel_of = [=](int k) QX_LAMBDA {
         return src + ((position + static_cast<uint32_t>(k < n ? k : n - 1) * step) >> 8);
