@@ -67,8 +67,9 @@ def run(video: str, title: str, matte: str | None, out: str, look: Look, seconds
         whole = f"{folder}/whole{Path(out).suffix}"
         _try_first_frame(job, cut[0], whole)
         missing = [s for s in cut if not os.path.exists(job.part(s))]
-        with _client(scheduler, min(workers, len(missing) or 1), folder) as client:
-            _make_parts(client, job, missing, tell)
+        if missing:
+            with _client(scheduler, min(workers, len(missing)), folder) as client:
+                _make_parts(client, job, missing, tell)
         joined = join(source, [job.part(s) for s in cut], cut[-1], whole)
         os.replace(whole, out)
     lost = f"; {plan.frames - joined} did not decode" if joined != plan.frames else ""
@@ -135,7 +136,7 @@ def _client(scheduler: str | None, workers: int, folder: str) -> Iterator[Any]:
     """Of the cluster with this address, or of one on this machine's processors, which ends with it."""
     if scheduler is not None:
         try:
-            client = Client(scheduler, timeout=10)
+            client = Client(scheduler, timeout=5)
         except (OSError, ValueError) as error:
             raise JobError(f"no cluster answers at {scheduler}: {error}") from error
         with client:

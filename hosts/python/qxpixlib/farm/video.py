@@ -18,6 +18,7 @@ from dataclasses import dataclass
 from fractions import Fraction
 from itertools import pairwise
 from math import gcd
+from pathlib import Path
 from typing import IO, Any, Iterator
 
 import av
@@ -29,6 +30,7 @@ from .title import Title, load_png, opacity_of
 # What a frame's place and colours depend on: FFprobe's name and the encoders' option.
 _SHOWN_BY = {"sample_aspect_ratio": "aspect", "color_range": "color_range", "color_space": "colorspace",
              "color_primaries": "color_primaries", "color_transfer": "color_trc"}
+_AS_OPTION = {"gbr": "rgb"}  # where the two differ
 _UNSAID = {"sample_aspect_ratio": "1:1", "color_range": "tv"}
 _MATRICES = {"bt709": "bt709", "smpte170m": "bt601", "bt470bg": "bt601", "fcc": "fcc", "smpte240m": "smpte240m",
              "bt2020nc": "bt2020", "gbr": "auto"}
@@ -256,8 +258,8 @@ def _encode(plan: Plan, title: Title, segment: Segment, path: str, key: int | No
         stream.width, stream.height, stream.pix_fmt = source.width, source.height, plan.pixel_format
         stream.codec_context.time_base = Fraction(*plan.tick)
         stream.codec_context.thread_count = 1  # each processor has a segment of its own; and the bytes depend on it
-        shown_by = {_SHOWN_BY[name]: value.replace(":", "/") for name, value in source.shown_by.items()}
-        stream.options = shown_by | _quality(look)
+        shown_by = {_SHOWN_BY[name]: _AS_OPTION.get(value, value) for name, value in source.shown_by.items()}
+        stream.options = shown_by | _encoder_options(look)
 
         def write(frame: Any) -> None:
             for packet in stream.encode(frame):
@@ -281,13 +283,16 @@ def _encode(plan: Plan, title: Title, segment: Segment, path: str, key: int | No
     return times
 
 
-def _quality(look: Look) -> dict[str, str]:
+def _encoder_options(look: Look) -> dict[str, str]:
+    options = {}
+    if look.codec == "libx264" and "avx512" in Path("/proc/cpuinfo").read_text():
+        options["x264-params"] = "asm=avx2"  # by AVX-512 its bytes depend on what the memory held before
     if look.codec in _CRF_ENCODERS:
         quality = _CRF_ENCODERS[look.codec] if look.quality is None else look.quality
-        return {"crf": f"{quality:g}"} | ({"b": "0"} if look.codec.startswith("libvpx") else {})
-    if look.quality is None:
-        return {}
-    return {"flags": "+qscale", "global_quality": str(round(look.quality * _QUANTISER_STEP))}
+        options |= {"crf": f"{quality:g}", "b": "0"}  # no bit rate to aim for
+    elif look.quality is not None:
+        options |= {"flags": "+qscale", "global_quality": str(round(look.quality * _QUANTISER_STEP))}
+    return options
 
 
 def _decoded(source: Source, segment: Segment, key: int | None) -> Iterator[Any]:
@@ -334,28 +339,29 @@ def join(source: Source, parts: list[str], last: Segment, out: str, seconds: flo
     """Writes the parts as one video, with what else the source has (or its first seconds), and returns how many frames
     it has. None is encoded again; all are there at the times that they have in the source."""
     end, held = (last.times[-1] - Fraction(1, 2)) * source.tick, last.held * source.tick  # parts do not say how long
-    ticks = str(source.tick.denominator)
     command = ["ffmpeg", "-v", "error", "-y", "-copyts", "-f", "nut", "-i", "pipe:0", f"-discard:{source.index}", "all"]
     if seconds is not None:
         command += ["-t", str(seconds)]
     command += ["-i", source.path, "-map", "0:v"]
     for index in source.others:
         command += ["-map", f"1:{index}"]
-    command += ["-map_metadata", "1", "-map_chapters", "1", "-c", "copy",
-                "-bsf:v", f"setts=pts=PTS:dts=DTS:duration=if(gte(PTS*TB\\,{float(end)})\\,{float(held)}/TB\\,DURATION)", "-disposition:v:0", source.disposition]
+    command += ["-map_metadata", "1", "-map_chapters", "1", "-c", "copy", "-disposition:v:0", source.disposition]
+    duration = f"if(gte(PTS*TB\\,{float(end)})\\,{float(held)}/TB\\,DURATION)"
+    command += ["-bsf:v:0", f"setts=pts=PTS:dts=DTS:duration={duration}"]
+    command += ["-avoid_negative_ts", "disabled"]  # sound may begin before its video, which keeps its times
     for name, value in source.shown_by.items():
         if name == "sample_aspect_ratio":  # the option is for the picture's, in numbers to 255
             picture = Fraction(value.replace(":", "/")) * Fraction(source.width, source.height)
             if value == "1:1" or max(picture.as_integer_ratio()) > 255:
                 continue
             value = f"{picture.numerator}:{picture.denominator}"
-        command += [f"-{_SHOWN_BY[name]}:v:0", value]
+        command += [f"-{_SHOWN_BY[name]}:v:0", _AS_OPTION.get(value, value)]
     for name, value in source.tags.items():
         command += ["-metadata:s:v:0", f"{name}={value}"]
     if source.rotation:
         command += ["-metadata:s:v:0", f"rotate={source.rotation}"]
     if out.endswith((".mp4", ".mov", ".m4v")):
-        command += ["-video_track_timescale", ticks, "-movie_timescale", ticks]
+        command += ["-movie_timescale", str(source.tick.denominator)]  # in which these count what comes before the start
     with tempfile.TemporaryFile("w+") as said:
         with subprocess.Popen([*command, out], stdin=subprocess.PIPE, stderr=said) as ffmpeg:
             assert ffmpeg.stdin
@@ -363,6 +369,8 @@ def join(source: Source, parts: list[str], last: Segment, out: str, seconds: flo
                 times = _write_one_after_another(parts, ffmpeg.stdin)
             except BrokenPipeError:
                 times = []  # FFmpeg has ended, and says why
+            except av.error.FFmpegError as error:
+                raise JobError(str(error)) from error
         said.seek(0)
         if ffmpeg.returncode or not times:
             raise JobError(said.read().strip() or "no frame decodes")
