@@ -201,7 +201,7 @@ def test_frames_at_any_time(cluster):
     farm("video.mp4", "out.mp4", "--scheduler", cluster)
     assert times("out.mp4") == times("video.mp4")
     assert len(set(np.diff(times("video.mp4")))) > 2
-    duration = "-show_entries", "stream=duration"
+    duration = "-show_entries", "format=duration"  # with that of the last frame
     assert ffprobe(*duration, "out.mp4") == ffprobe(*duration, "video.mp4")
 
 

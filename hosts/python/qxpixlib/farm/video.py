@@ -339,7 +339,9 @@ def join(source: Source, parts: list[str], last: Segment, out: str, seconds: flo
     """Writes the parts as one video, with what else the source has (or its first seconds), and returns how many frames
     it has. None is encoded again; all are there at the times that they have in the source."""
     end, held = (last.times[-1] - Fraction(1, 2)) * source.tick, last.held * source.tick  # parts do not say how long
-    command = ["ffmpeg", "-v", "error", "-y", "-copyts", "-f", "nut", "-i", "pipe:0", f"-discard:{source.index}", "all"]
+    command = ["ffmpeg", "-v", "error", "-y", "-copyts"]
+    command += ["-thread_queue_size", "1024", "-f", "nut", "-i", "pipe:0"]  # at 8 packets it sleeps more than it works
+    command += [f"-discard:{source.index}", "all"]
     if seconds is not None:
         command += ["-t", str(seconds)]
     command += ["-i", source.path, "-map", "0:v"]
