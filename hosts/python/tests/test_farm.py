@@ -119,8 +119,8 @@ def test_a_worker_that_is_killed_at_its_work_loses_nothing():
     subprocess.run([*FARM, "video.mkv", "title.png", "whole.mkv", "--workers", "1", "--segment", "1000", *fades], check=True)
     assert frames("out.mkv") == frames("whole.mkv")
     assert times("out.mkv") == times("video.mkv") and len(times("out.mkv")) == 200
-    above = "-vf", "crop=640:170:0:0"  # where the title is not
-    assert frames("out.mkv", *above) == frames("video.mkv", *above)
+    for beside in ("-vf", "crop=640:180:0:0"), ("-vf", "crop=30:360:0:0"):  # the title
+        assert frames("out.mkv", *beside) == frames("video.mkv", *beside)
 
 
 def test_one_worker_makes_what_two_make():
@@ -265,12 +265,14 @@ def test_the_pixels_are_the_formula_s(cluster):
     ("video.mp4 title.png out.mp4 --codec none", "no encoder that is called none"),
     ("video.mp4 title.png out.mp4 --codec ffv1", "Could not find tag for codec ffv1"),
     ("video.mp4 title.png out.none", "Unable to find a suitable output format"),
+    ("rgb.mkv title.png out.mp4", "is RGB, which libx264 does not take"),
     ("turned.mp4 title.png out.mkv", "would not keep the rotation"),
     ("video.mp4 title.png out.mp4 --scheduler tcp://127.0.0.1:1", "no cluster answers"),
 ])
 def test_is_refused(arguments, words):
     source("video.mp4", 0.2)
     ffmpeg("-i", "video.mp4", "-c", "copy", "-metadata:s:v", "rotate=180", "turned.mp4")
+    ffmpeg("-i", "video.mp4", "-c:v", "ffv1", "-pix_fmt", "bgr0", "rgb.mkv")
     ffmpeg("-f", "lavfi", "-i", "sine", "-t", 1, "sound.wav")
     png("small.png", np.full((8, 8), 0xFFFFFFFF, np.uint32))
     png("clear.png", np.zeros((240, 320), np.uint32))

@@ -15,8 +15,8 @@ from . import JobError
 DESCRIPTION = """\
 Lays a title over a video, in segments that are shared out to this machine's processors or to a cluster's, and joins
 them without encoding them again. Sound, subtitles and attachments are copied; the frames' times, colour matrix and
-range, aspect ratio, rotation and metadata are the source's. Outside of the part in which the title shows, an encoder
-gets the bytes of the source; there, 8 bits of each sample, composed as BGRA.
+range, aspect ratio, rotation and metadata are the source's. Where the title does not show, an encoder gets the bytes of
+the source; where it does, 8 bits of each sample, composed as BGRA.
 """
 EPILOG = """\
 The parts lie in OUT.parts until all are done. A segment whose worker dies is done again; one that fails three times

@@ -61,6 +61,8 @@ def run(video: str, title: str, matte: str | None, out: str, look: Look, seconds
     if complaint:
         tell(f"{video} is damaged, and titled as far as it decodes: {complaint}\n")
     load_title(plan, title, matte)  # may refuse them
+    if plan.pixel_format != source.pixel_format:
+        tell(f"{look.codec} does not take {source.pixel_format}: the frames become {plan.pixel_format}\n")
     with _folder(out, resume) as folder:
         _describe(folder, source, look, seconds, title, matte)
         job = Job(folder, plan, matte is not None)

@@ -1,7 +1,7 @@
 """A title, and how it is laid over a frame of any pixel format.
 
-Only the title's box, the part of the frame in which it shows, goes through the kernels and so through 8-bit BGRA; the
-rest of a frame keeps its bytes.
+Only the title's box, the part of the frame in which it shows, goes through the kernels and so through 8-bit BGRA; and of
+that, only what the title covers comes back. The rest of a frame keeps its bytes.
 """
 
 from __future__ import annotations
@@ -57,6 +57,7 @@ class Title:
         if not shown.any():
             raise JobError("the title shows nowhere: it is transparent, or its matte is black, all over")
         self._rows, self._columns = _blocks(shown.any(axis=1)), _blocks(shown.any(axis=0))
+        self._covered = [_at_plane(shown[self._rows, self._columns], *steps) for steps in _plane_steps(pixel_format)]
         self._picture = picture[self._rows, self._columns]
         self._coverage = None if coverage is None else coverage[self._rows, self._columns]
 
@@ -98,8 +99,8 @@ class Title:
             self._blend(part, self._picture[:, columns], opacity=opacity, out=part,
                         mask=None if self._coverage is None else self._coverage[:, columns])
         self._from_bgra.push(av.VideoFrame.from_ndarray(pixels.view(np.uint8).reshape(*pixels.shape, 4), "bgra"))
-        for dst, src in zip(self._planes_in_box(frame), _planes(self._from_bgra.pull())):
-            dst[:] = src
+        for dst, src, covered in zip(self._planes_in_box(frame), _planes(self._from_bgra.pull()), self._covered):
+            np.copyto(dst, src, where=covered)
 
     def _planes_in_box(self, frame: Any) -> Iterator[Bytes]:
         for plane, (unit, x_step, y_step) in zip(_planes(frame), _plane_steps(frame.format.name)):
@@ -111,6 +112,14 @@ def _blocks(shown: npt.NDArray[np.bool_]) -> slice:
     """From the first to the last that is shown, in whole blocks but at the frame's end."""
     places = np.flatnonzero(shown)
     return slice(int(places[0]) // _BLOCK * _BLOCK, min(-(-(int(places[-1]) + 1) // _BLOCK) * _BLOCK, len(shown)))
+
+
+def _at_plane(shown: npt.NDArray[np.bool_], unit: int, x_step: int, y_step: int) -> npt.NDArray[np.bool_]:
+    """The bytes of a plane that have a part in any pixel that is shown."""
+    height, width = shown.shape
+    whole = np.pad(shown, ((0, -height % y_step), (0, -width % x_step)))
+    parts = whole.reshape(-(-height // y_step), y_step, -1, x_step)
+    return np.repeat(np.any(parts, axis=(1, 3)), unit, axis=1)
 
 
 def _scaler(width: int, height: int, from_format: str, to_format: str, arguments: str) -> Any:

@@ -116,6 +116,11 @@ class Plan:
         except ValueError as error:
             raise JobError(f"FFmpeg has no encoder that is called {self.look.codec}") from error
         own = self.source.pixel_format
+        if av.VideoFormat(own).is_rgb and supported:
+            for wanted in (own, "bgr0", "bgra", "gbrp", "rgb24"):
+                if wanted in supported:
+                    return wanted
+            raise JobError(f"the video is RGB, which {self.look.codec} does not take; ffv1 and libx264rgb do")
         eight_bits = re.sub(r"(p?)(\d\d)?(le|be)?$", "p", own) if own.startswith("yuv") else own
         for wanted in (own, own.replace("yuvj", "yuv"), eight_bits, eight_bits.replace("yuva", "yuv"), "yuv420p"):
             if not supported or wanted in supported:
@@ -297,7 +302,7 @@ def _encoder_options(look: Look) -> dict[str, str]:
 
 def _decoded(source: Source, segment: Segment, key: int | None) -> Iterator[Any]:
     """The segment's frames, in the order of their times."""
-    last = -1 if segment.start is None else segment.start - 1
+    last = -1
     with av.open(source.path) as file:
         stream = file.streams[source.index]
         stream.codec_context.thread_count = 1
@@ -305,13 +310,17 @@ def _decoded(source: Source, segment: Segment, key: int | None) -> Iterator[Any]
             file.seek(key, stream=stream)
         for frame in _all_that_decodes(file, stream):
             if frame.pts is None or frame.pts <= last:
+                if key is None:
+                    raise JobError(f"a frame after {float(last * source.tick):.2f} s has no time of its own")
+                continue
+            last = frame.pts
+            if segment.start is not None and frame.pts < segment.start:
                 continue
             if segment.end is not None and frame.pts >= segment.end:
                 return
             if (frame.width, frame.height, frame.format.name) != (source.width, source.height, source.pixel_format):
                 raise JobError(f"a frame at {float(frame.pts * source.tick):.2f} s is {frame.format.name} of "
                                f"{frame.width} x {frame.height}, unlike the video")
-            last = frame.pts
             yield frame
 
 
@@ -375,7 +384,7 @@ def join(source: Source, parts: list[str], last: Segment, out: str, seconds: flo
                 raise JobError(str(error)) from error
         said.seek(0)
         if ffmpeg.returncode or not times:
-            raise JobError(said.read().strip() or "no frame decodes")
+            raise JobError(said.read().strip().replace("\n", "; ") or "no frame decodes")
     _check(source, times, out)
     return len(times)
 
