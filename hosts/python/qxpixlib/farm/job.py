@@ -114,7 +114,8 @@ def _describe(folder: str, source: Source, look: Look, seconds: float, title: st
         there = json.loads(description.read_text())
         other = [name for name, value in described.items() if there.get(name) != value]
         if other:
-            raise JobError(f"the parts in {folder} are of another {' and '.join(other)}: remove them, or name another OUT")
+            raise JobError(f"the parts in {folder} are of another {' and '.join(other)}: remove them, or choose another "
+                           "OUT")
         return
     if os.listdir(folder):
         raise JobError(f"{folder} is not the folder of a job")
@@ -177,8 +178,8 @@ def _make_parts(client: Any, job: Job, missing: list[Segment], tell: Tell) -> No
         for future in as_completed(futures):
             segment = futures[future]
             if future.status == "error":
-                raise JobError(f"frames {segment.first} to {segment.first + len(segment.times) - 1} failed {TRIES} times: "
-                               f"{future.exception()}")
+                last = segment.first + len(segment.times) - 1
+                raise JobError(f"frames {segment.first} to {last} failed {TRIES} times: {future.exception()}")
             done += len(segment.times)
             speed = done / (time.monotonic() - start)
             tell(f"\r{job.plan.frames - total + done} of {job.plan.frames} frames, {speed:.0f} a second, "
