@@ -35,7 +35,7 @@ template <bool is_short = true, typename Formula, typename... Inputs>
 QX_INLINE void map_whole(Argb32* dst, ptrdiff_t i, ptrdiff_t end, Formula formula, Inputs... inputs) {
     auto vector = [=](ptrdiff_t i) QX_LAMBDA { store(dst + i, formula(load(inputs + i)...)); };
     if constexpr (is_short)
-        for (; end - i >= 2 * kPixels; i += 2 * kPixels) {
+        for (const ptrdiff_t last = end - 2 * kPixels; i <= last; i += 2 * kPixels) {
             vector(i);
             vector(i + kPixels);
         }
