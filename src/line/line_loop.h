@@ -15,8 +15,9 @@ QX_INLINE int32_t unaligned_pixels(const Argb32* dst, int32_t count) {
     return static_cast<int32_t>(-(reinterpret_cast<uintptr_t>(dst) / sizeof(Argb32)) % kPixels);
 }
 
-// Walks through count > 0 pixels: `head` of them first, then whole steps, then the rest; a line of less than a
-// step is a part only. part(i, n) does n pixels from i on, fewer than a step; bulk(i, end) does whole steps.
+// Walks through count > 0 pixels: `head` of them first, then whole steps, then the rest; a line of less than
+// a step is a part only. part(i, n) does n pixels from i on, fewer than a step; bulk(i, end) does whole
+// steps.
 template <int kStep, typename Bulk, typename Part>
 QX_INLINE void walk(int32_t count, int32_t head, Bulk bulk, Part part) {
     for (int32_t i = 0, n = count < kStep ? count : head;; n = count - i) {
@@ -29,8 +30,8 @@ QX_INLINE void walk(int32_t count, int32_t head, Bulk bulk, Part part) {
     }
 }
 
-// dst[i] = formula(inputs[i]...) for whole vectors, from pixel i to end; a short formula is done before the next
-// branch is, so that one branch serves two vectors.
+// dst[i] = formula(inputs[i]...) for whole vectors, from pixel i to end; a short formula is done before the
+// next branch is, so that one branch serves two vectors.
 template <bool is_short = true, typename Formula, typename... Inputs>
 QX_INLINE void map_whole(Argb32* dst, ptrdiff_t i, ptrdiff_t end, Formula formula, Inputs... inputs) {
     auto vector = [=](ptrdiff_t i) QX_LAMBDA { store(dst + i, formula(load(inputs + i)...)); };

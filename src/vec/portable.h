@@ -199,9 +199,7 @@ QX_PORTABLE U16 scaled_alpha(U8 px, U16 number) { return spread_byte<3>(px) * nu
 // The weight of foreground pixels: their alpha, faded by an opacity, under a mask, or under a mask that is
 // faded first. An opacity is at most 256, so that a weight is at most its alpha.
 QX_PORTABLE auto weight_of(U8 fg) { return byte_weight<3>(fg); }
-QX_PORTABLE Spread weight_of(U8 fg, Opacity opacity) {
-    return {scaled_alpha(fg, splat_16(opacity.number))};
-}
+QX_PORTABLE Spread weight_of(U8 fg, Opacity opacity) { return {scaled_alpha(fg, splat_16(opacity.number))}; }
 QX_PORTABLE Spread weight_of(U8 fg, MaskLanes mask) { return {scaled_alpha(fg, mask.lanes)}; }
 QX_PORTABLE Spread weight_of(U8 fg, MaskLanes mask, Opacity opacity) {
     return weight_of(fg, MaskLanes{mask.lanes * splat_16(opacity.number) >> 8});
@@ -323,7 +321,8 @@ template <const int (&from)[3], typename AnyPlanes>
 QX_INLINE Sums sum_of_512ths(const AnyPlanes& px) {
     static_assert(same_type<AnyPlanes, Planes>);
     auto sum = [&](int v) QX_LAMBDA {
-        return (px.byte[0][v] * from[0] >> 9) + (px.byte[1][v] * from[1] >> 9) + (px.byte[2][v] * from[2] >> 9);
+        return (px.byte[0][v] * from[0] >> 9) + (px.byte[1][v] * from[1] >> 9) +
+               (px.byte[2][v] * from[2] >> 9);
     };
     return {{sum(0), sum(1)}};
 }
@@ -335,11 +334,12 @@ QX_INLINE Sums sum_of_8192ths(const AnyPlanes& px, int from_k, int from_1) {
 
 // Pixels of sums: / 16, floored, plus the bytes of `offsets`, for results within 0 to 255; or saturated, byte
 // 1 being that of two added. Alpha is that of px.
-QX_PORTABLE Pair pixels_of_sixteenths(const Sums& byte_0, const Sums& byte_1, const Sums& byte_2, Argb32 offsets,
-                                      Pair px) {
+QX_PORTABLE Pair pixels_of_sixteenths(const Sums& byte_0, const Sums& byte_1, const Sums& byte_2,
+                                      Argb32 offsets, Pair px) {
     auto colours = [&](int v) QX_LAMBDA {
         return U8((byte_0.of[v] >> 4 & 255) | (byte_1.of[v] >> 4 & 255) << 8 |
-                  (byte_2.of[v] >> 4 & 255) << 16) + splat(offsets);
+                  (byte_2.of[v] >> 4 & 255) << 16) +
+               splat(offsets);
     };
     return {with_alpha(colours(0), px.first), with_alpha(colours(1), px.second)};
 }

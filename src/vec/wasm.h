@@ -107,8 +107,8 @@ QX_INLINE v128_t narrow(I32 first, I32 second) {
 }
 QX_INLINE v128_t narrow(const Sums& sums) { return narrow(sums.of[0], sums.of[1]); }
 
-QX_INLINE Pair pixels_of_sixteenths(const Sums& byte_0, const Sums& byte_1, const Sums& byte_2, Argb32 offsets,
-                                    Pair px) {
+QX_INLINE Pair pixels_of_sixteenths(const Sums& byte_0, const Sums& byte_1, const Sums& byte_2,
+                                    Argb32 offsets, Pair px) {
     auto lanes = [](const Sums& sums) QX_LAMBDA { return U16(I16(narrow(sums)) >> 4); };
     U16 bytes_01 = (lanes(byte_0) & 0x00FF) | lanes(byte_1) << 8, bytes_2 = lanes(byte_2);
     return {with_alpha(U8(zip_low(bytes_01, bytes_2)) + splat(offsets), px.first),

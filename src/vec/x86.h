@@ -65,7 +65,8 @@ struct PlanesX128 {
 // The lower and the upper 16-bit lanes of two vectors of pixels.
 QX_INLINE Pair split_pixels(Pair px) {
 #if QX_VECTOR_BYTES == 64
-    return {replace_bytes<-1, -1, 0, 1>(px.first, px.second), replace_bytes<2, 3, -1, -1>(px.second, px.first)};
+    return {replace_bytes<-1, -1, 0, 1>(px.first, px.second),
+            replace_bytes<2, 3, -1, -1>(px.second, px.first)};
 #elif QX_VECTOR_BYTES == 32
     static constexpr auto index =
         constant<uint8_t>([](int i) { return i % 8 / 2 * 4 + i % 16 / 8 * 2 + i % 2; });
@@ -98,18 +99,21 @@ QX_INLINE I16 sum_of_512ths(const PlanesX128& px) {
                                                       constant<int16_t>([](int) { return -from[1]; }),
                                                       constant<int16_t>([](int) { return -from[2]; })};
     const Constant<int16_t>* factor = opposites;
-    asm("" : "+r"(factor));  // or g++ makes the vectors out of numbers, for every short line and even in the loop
+    // Or g++ makes the vectors out of numbers, for every short line and even in the loop.
+    asm("" : "+r"(factor));
     return mul_hi(px.byte_2, factor[2].vector()) + mul_hi(px.byte_1, factor[1].vector()) +
            mul_hi(px.byte_0, factor[0].vector());
 }
 
 QX_INLINE Pair pixels_of_sixteenths(I16 byte_0, I16 byte_1, I16 byte_2, Argb32 offsets, Pair px) {
 #if QX_VECTOR_BYTES == 64
-    // Bits 4 to 11 of the lanes, to where their pixels are: those of the first vector have even lanes.
+    // Bits 4 to 11 of the lanes go to where their pixels are: the first vector's have the even lanes.
+    static constexpr auto even_lanes = constant<uint8_t>([](int i) { return 4 + i % 8 / 4 * 32; });
     auto pixels = [=](U8 px, int odd) QX_LAMBDA {
-        const Bits from = Bits(U8(U32(Bits(_mm512_set1_epi64(0x2424242404040404))) + 0x01010101u * (16 * odd)));
-        auto replace = [=](U8 px, __mmask64 bytes, I16 by)
-                           QX_LAMBDA { return U8(_mm512_mask_multishift_epi64_epi8(Bits(px), bytes, from, Bits(by))); };
+        const Bits from = Bits(even_lanes.vector() + static_cast<uint8_t>(16 * odd));
+        auto replace = [=](U8 px, __mmask64 bytes, I16 by) QX_LAMBDA {
+            return U8(_mm512_mask_multishift_epi64_epi8(Bits(px), bytes, from, Bits(by)));
+        };
         px = replace(px, bytes_of_pixels<0b0001>(), byte_0);
         px = replace(px, bytes_of_pixels<0b0010>(), byte_1);
         return replace(px, bytes_of_pixels<0b0100>(), byte_2) + splat(offsets);
@@ -133,13 +137,16 @@ QX_INLINE I16 splat_pair(int lower, int upper) {
 
 QX_INLINE PlanesX8 offset_planes(Pair px, int offset_0, int offset_1, int offset_2) {
 #if QX_VECTOR_BYTES >= 32
-    auto bytes_01 = [](U8 v) QX_LAMBDA { return mul_add_bytes(shuffle_pixels<0, -1, 1, -1>(v), splat_pair(8, 8)); };
+    auto bytes_01 = [](U8 v) QX_LAMBDA {
+        return mul_add_bytes(shuffle_pixels<0, -1, 1, -1>(v), splat_pair(8, 8));
+    };
     auto bytes_12 = [](U8 v) QX_LAMBDA { return mul_add_bytes(v, splat_pair(8 << 8, 8)); };
 #else
     auto bytes_01 = [](U8 v) QX_LAMBDA { return I16((U32(v) & 0xFF) | (U32(v) << 8 & 0xFF0000)) * 8; };
     auto bytes_12 = [](U8 v) QX_LAMBDA { return I16(U32(v) << 16 >> 24 | (U32(v) & 0xFF0000)) * 8; };
 #endif
-    const I16 less_01 = splat_pair(8 * offset_0, 8 * offset_1), less_12 = splat_pair(8 * offset_1, 8 * offset_2);
+    const I16 less_01 = splat_pair(8 * offset_0, 8 * offset_1),
+              less_12 = splat_pair(8 * offset_1, 8 * offset_2);
     return {{bytes_01(px.first) - less_01, bytes_01(px.second) - less_01},
             {bytes_12(px.first) - less_12, bytes_12(px.second) - less_12}};
 }
@@ -171,7 +178,8 @@ QX_INLINE U8 pixels_of_high_halves(U32 byte_0, U32 byte_1, U32 byte_1_too, U32 b
     static constexpr auto from = constant<uint8_t>(
         [](int i) { return i % 4 == 3 ? 0x80 : i % 16 / 4 * 2 + (i % 4 == 1 ? 9 : i % 4 / 2); });
 #if QX_VECTOR_BYTES == 64
-    return U8(_mm512_mask_shuffle_epi8(Bits(px), bytes_of_pixels<0b0111>(), Bits(packed), Bits(from.vector())));
+    return U8(
+        _mm512_mask_shuffle_epi8(Bits(px), bytes_of_pixels<0b0111>(), Bits(packed), Bits(from.vector())));
 #else
     U8 colours = U8(_mm256_shuffle_epi8(Bits(packed), Bits(from.vector())));
 #endif

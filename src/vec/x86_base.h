@@ -82,7 +82,8 @@ QX_INLINE __mmask64 bytes_of_pixels() {
 // The same, but a negative one leaves the byte of `px`. (A permutation of two vectors takes twice as long.)
 template <int from_0, int from_1, int from_2, int from_3>
 QX_INLINE U8 replace_bytes(U8 px, U8 by) {
-    constexpr unsigned replaced = (from_0 >= 0) | (from_1 >= 0) << 1 | (from_2 >= 0) << 2 | (from_3 >= 0) << 3;
+    constexpr unsigned replaced =
+        (from_0 >= 0) | (from_1 >= 0) << 1 | (from_2 >= 0) << 2 | (from_3 >= 0) << 3;
     return U8(_mm512_mask_shuffle_epi8(Bits(px), bytes_of_pixels<replaced>(), Bits(by),
                                        places_within_pixels<from_0, from_1, from_2, from_3>()));
 }
@@ -200,8 +201,8 @@ QX_INLINE Bits unpack_index(int k) {
 }
 
 QX_INLINE MaskX256 spread_mask(__m128i bytes) {
-    return {U16(
-        _mm512_maskz_permutexvar_epi8(bytes_of_pixels<0b1010>(), unpack_index(0), _mm512_castsi128_si512(bytes)))};
+    return {U16(_mm512_maskz_permutexvar_epi8(bytes_of_pixels<0b1010>(), unpack_index(0),
+                                              _mm512_castsi128_si512(bytes)))};
 }
 QX_INLINE __m128i load_bytes(const uint8_t* p) {
     return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
@@ -216,7 +217,8 @@ QX_INLINE MaskX256 spread_mask(__m128i eight) {
 }
 QX_INLINE MaskX256 spread_mask(uint64_t eight) {
     if constexpr (sizeof(void*) == 8) return spread_mask(_mm_set_epi64x(0, static_cast<long long>(eight)));
-    __m128i low = _mm_cvtsi32_si128(static_cast<int>(eight));  // or it would go through memory, and wait there
+    __m128i low =
+        _mm_cvtsi32_si128(static_cast<int>(eight));  // or it would go through memory, and wait there
     return spread_mask(_mm_insert_epi32(low, static_cast<int>(eight >> 32), 1));
 }
 QX_INLINE MaskX256 load(const uint8_t* mask) {

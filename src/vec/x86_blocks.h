@@ -98,8 +98,9 @@ QX_INLINE Cover<Packed, Packed> cover(Packed under, Packed weight) {
     U8 alpha = weight.bytes + scale(under, Packed{255 - weight.bytes}).bytes;
     const __mmask64 upper_half = _mm512_movepi8_mask(Bits(alpha));  // where the reciprocal's high byte is 1
     U8 low_bytes = low[alpha];
-    U8 high_bytes = U8(_mm512_mask_blend_epi8(
-        upper_half, _mm512_permutex2var_epi8(high.part[0], Bits(alpha), high.part[1]), Bits(splat(0x01010101))));
+    U8 high_bytes = U8(
+        _mm512_mask_blend_epi8(upper_half, _mm512_permutex2var_epi8(high.part[0], Bits(alpha), high.part[1]),
+                               Bits(splat(0x01010101))));
     U16 even = U16(replace_bytes<-1, 0, -1, 2>(low_bytes, high_bytes)),
         odd = U16(replace_bytes<1, -1, 3, -1>(high_bytes, low_bytes));
     U16 weights = U16(weight.bytes);
