@@ -168,7 +168,7 @@ def test_a_segment_that_always_fails_is_named(cluster):
     ffmpeg("-i", "video.ts", "-c", "copy", "video.mkv")
     process = start("video.mkv", "title.png", "out.mkv", "--segment", "1", "--scheduler", cluster)
     said = process.communicate()[1]
-    assert process.returncode == 1 and re.search("frames 50 to .* failed 3 times: .* of 160 x 120", said)
+    assert process.returncode == 1 and re.search("frames (50|75) to .* failed 3 times: .* of 160 x 120", said)
     assert not os.path.exists("out.mkv") and not os.path.exists("out.mkv.parts")
 
 
