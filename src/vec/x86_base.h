@@ -69,7 +69,8 @@ template <uint64_t bits>
 QX_INLINE __mmask64 byte_mask() {
     static constexpr uint64_t in_memory = bits;
     if constexpr (sizeof(void*) == 8) return bits;
-    __mmask64 mask;  // in 32 bits g++ would put it together on the stack, and wait there
+    // In 32 bits g++ would put it together on the stack, and wait there.
+    __mmask64 mask;
     asm("kmovq %1, %0" : "=k"(mask) : "m"(in_memory));
     return mask;
 }
@@ -87,15 +88,9 @@ QX_INLINE U8 replace_bytes(U8 px, U8 by) {
     return U8(_mm512_mask_shuffle_epi8(Bits(px), bytes_of_pixels<replaced>(), Bits(by),
                                        places_within_pixels<from_0, from_1, from_2, from_3>()));
 }
-#endif
 
-QX_INLINE U8 merge_high(U16 low, U16 high) {
-#if QX_VECTOR_BYTES == 64
-    return replace_bytes<1, -1, 3, -1>(U8(high), U8(low));
-#else
-    return U8(low >> 8 | (high & 0xFF00));
+QX_INLINE U8 merge_high(U16 low, U16 high) { return replace_bytes<1, -1, 3, -1>(U8(high), U8(low)); }
 #endif
-}
 
 template <int from>
 QX_INLINE U16 spread_byte(U8 px) {
@@ -217,8 +212,8 @@ QX_INLINE MaskX256 spread_mask(__m128i eight) {
 }
 QX_INLINE MaskX256 spread_mask(uint64_t eight) {
     if constexpr (sizeof(void*) == 8) return spread_mask(_mm_set_epi64x(0, static_cast<long long>(eight)));
-    __m128i low =
-        _mm_cvtsi32_si128(static_cast<int>(eight));  // or it would go through memory, and wait there
+    // In 32 bits it would go through memory, and wait there.
+    __m128i low = _mm_cvtsi32_si128(static_cast<int>(eight));
     return spread_mask(_mm_insert_epi32(low, static_cast<int>(eight >> 32), 1));
 }
 QX_INLINE MaskX256 load(const uint8_t* mask) {

@@ -17,6 +17,7 @@ from typing import Any, Callable, Iterator
 
 import av
 import dask
+from av import library_versions
 from distributed import Client, LocalCluster, as_completed
 
 from . import JobError
@@ -107,7 +108,7 @@ def _describe(folder: str, source: Source, look: Look, seconds: float, title: st
         "video": [asdict(source), status.st_size, status.st_mtime_ns],
         "options": [asdict(look), seconds],
         "title": {name: hashlib.sha256(data).hexdigest() for name, data in pictures.items()},
-        "FFmpeg": [av.__version__, av.library_versions],
+        "FFmpeg": [av.__version__, library_versions],
     }))
     description = Path(folder, "job.json")
     if description.exists():
