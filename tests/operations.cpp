@@ -72,14 +72,14 @@ QX_INLINE void weights(const Operands& x, Prepare prepare) {
 static void covers(const Operands& x) {
     Argb32 under[kLine], over[kLine];
     for (uint32_t i = 0; i < kLine; ++i) {
-        under[i] = i << 24;
+        under[i] = i << 24 | 0xFFFFFF;
         over[i] = (x.number + 37 * i) << 24;
     }
     const Argb32 *bg = under, *fg = over;
     by_vectors_and_blocks(
         x.out, [=](int i, auto loaded) QX_LAMBDA { return cover(loaded(bg + i), weight_of(loaded(fg + i))); },
         [](const auto& cover) QX_LAMBDA {
-            U8 px = with_alpha(towards(splat(0xFFFFFFFF), splat(0), cover.share), cover.alpha);
+            U8 px = colours_towards(with_alpha(splat(0x00FFFFFF), cover.alpha), splat(0), cover.share);
             return Pair{px, px};
         });
 }
@@ -220,7 +220,7 @@ static const Operation rows[] = {
     {"scale_colours", 0, 0, QX_EACH(add_saturated(scale_colours(a, rest_of(w)), scale(b, w)))},
     {"scale_premultiplied", 0, 0, QX_EACH(add(scale_opaque(b, w), scale_premultiplied(a, rest_of(w))))},
     {"mix", 0, 127, QX_EACH(mix(a, b, static_cast<int>(x.number)))},
-    {"towards", 0, 0, QX_EACH(towards(a, b, w))},
+    {"colours_towards", 0, 0, QX_EACH(colours_towards(a, b, w))},
     {"cover", 0, 255, covers},
 
     {"sum_of_512ths", 0, 0,

@@ -82,20 +82,20 @@ constexpr int kBatch = 40 / block_vectors();
 
 // Whole blocks from pixel i on, a batch at a time. Returns the pixel after them.
 template <typename Step, typename... Lines>
-QX_INLINE int32_t composite_batches(int32_t i, const Step& step, Argb32* dst, const Argb32* bg,
-                                    const Argb32* fg, int32_t end, Lines... lines) {
+QX_INLINE int32_t composite_batches(ptrdiff_t i, const Step& step, Argb32* dst, const Argb32* bg,
+                                    const Argb32* fg, ptrdiff_t end, Lines... lines) {
     auto prepare = [=](ptrdiff_t at) QX_LAMBDA {
         return step.prepare(load_block(bg + at), weight_of(load_block(fg + at), load_block(lines + at)...));
     };
     decltype(prepare(0)) prepared[kBatch];
     while (end - i >= kBlockPixels) {
-        const int32_t left = (end - i) / kBlockPixels, blocks = left < kBatch ? left : kBatch;
-        for (int32_t k = 0; k < blocks; ++k) prepared[k] = prepare(i + k * kBlockPixels);
-        for (int32_t k = 0; k < blocks; ++k)
+        const ptrdiff_t left = (end - i) / kBlockPixels, blocks = left < kBatch ? left : kBatch;
+        for (ptrdiff_t k = 0; k < blocks; ++k) prepared[k] = prepare(i + k * kBlockPixels);
+        for (ptrdiff_t k = 0; k < blocks; ++k)
             for (int v = 0; v < block_vectors(); ++v, i += kPixels)
                 store(dst + i, step.finish(load(bg + i), load(fg + i), of_vector(prepared[k], v)));
     }
-    return i;
+    return static_cast<int32_t>(i);
 }
 
 // dst[i] = the step for bg[i] and fg[i], whose weight is made of lines[i]..., for count > 0 pixels; but for

@@ -56,6 +56,11 @@ struct Opacity {
     uint32_t number;
 };
 
+// Pixels that have been given an alpha of their own.
+struct Under {
+    U8 px;
+};
+
 // How a layer of some weight lies over another: the alpha of both, and the layer's share of the colours.
 template <typename Alpha, typename Share>
 struct Cover {

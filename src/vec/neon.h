@@ -124,15 +124,16 @@ QX_INLINE U32 reciprocal_of(U32 alpha) {
     return vcvtq_u32_f32(vmulq_n_f32(estimate, 65535.75f));
 }
 
-QX_INLINE Cover<U8, ByteWeight> cover(U8 under, ByteWeight weight) {
+QX_INLINE Cover<Under, ByteWeight> cover(U8 under, ByteWeight weight) {
     uint8x8_t twice = vmovn_u16(U16(weight.bytes));
     U16 kept = vmull_u8(alpha_twice(under), vmvn_u8(twice));
     U32 w = U32(weight.bytes) >> 24, alpha = w + (U32(kept) >> 24);
-    return {U8(alpha << 24), {repeat_byte<1>(U8(reciprocal_of(alpha) * w))}};
+    return {{U8(vsliq_n_u32(U32(under), alpha, 24))}, {repeat_byte<1>(U8(reciprocal_of(alpha) * w))}};
 }
 
-QX_INLINE U8 towards(U8 from, U8 to, ByteWeight share) {
-    return high_bytes(less_times(add_times(x256(from), to, share.bytes), from, share.bytes));
+QX_INLINE U8 colours_towards(U8 from, U8 to, ByteWeight share) {
+    return with_alpha(high_bytes(less_times(add_times(x256(from), to, share.bytes), from, share.bytes)),
+                      from);
 }
 
 // ---- conversions: eight pixels at a time ----

@@ -57,6 +57,7 @@ QX_PORTABLE U8 with_alpha(U8 px, U8 alpha) { return select(splat(kAlphaByte), al
 QX_PORTABLE U8 with_alpha(U8 px, Spread alpha) {
     return (px & splat(~kAlphaByte)) | U8(U32(alpha.lanes) << 24);
 }
+QX_PORTABLE U8 with_alpha(U8, Under under) { return under.px; }
 
 // Two vectors of pixels in turn, from the first one's first pixel on: a0 b0 a1 b1 and so on.
 QX_PORTABLE Pair zip(Pair px) {
@@ -267,16 +268,22 @@ QX_PORTABLE U32 reciprocal(U16 divisor) {
 
 // alpha = weight + under.a * (255 - weight) / 256, and share = (65535 / alpha) * weight / 256, 0 where alpha
 // is. A weight is at most alpha, so that the reciprocal times weight is at most 65535 and share at most 255.
-QX_PORTABLE Cover<Spread, Spread> cover(U8 under, Spread weight) {
+QX_PORTABLE Cover<Under, Spread> cover(U8 under, Spread weight) {
     U16 alpha = weight.lanes + scaled_alpha(under, 255 - weight.lanes);
-    return {{alpha}, {spread_byte<1>(U8(U16(reciprocal(alpha)) * weight.lanes))}};
+    return {{with_alpha(under, Spread{alpha})}, {spread_byte<1>(U8(U16(reciprocal(alpha)) * weight.lanes))}};
 }
 
-// from + floor(share * (to - from) / 256) of every byte. It lies between the two, so that only its low byte
-// matters, and share * (to - from) needs no more than its low half.
-QX_PORTABLE U8 towards(U8 from, U8 to, Spread share) {
+// Pixels with what is in the high bytes of products, for the even and for the odd bytes, added to their
+// colours.
+QX_PORTABLE U8 add_high_to_colours(U8 px, U16 even, U16 odd) {
+    return px + U8(even >> 8 | (odd & U16(splat(0x0000FF00))));
+}
+
+// from + floor(share * (to - from) / 256) of every colour, and from's alpha. It lies between the two, so that
+// only its low byte matters, and share * (to - from) needs no more than its low half.
+QX_PORTABLE U8 colours_towards(U8 from, U8 to, Spread share) {
     U16 even = (U16(to) & 0x00FF) - (U16(from) & 0x00FF), odd = (U16(to) >> 8) - (U16(from) >> 8);
-    return from + merge_high(even * share.lanes, odd * share.lanes);
+    return add_high_to_colours(from, even * share.lanes, odd * share.lanes);
 }
 
 // ---- blocks: so many vectors of pixels whose weights and covers are worked out together ----

@@ -90,6 +90,11 @@ QX_INLINE U8 replace_bytes(U8 px, U8 by) {
 }
 
 QX_INLINE U8 merge_high(U16 low, U16 high) { return replace_bytes<1, -1, 3, -1>(U8(high), U8(low)); }
+
+QX_INLINE U8 add_high_to_colours(U8 px, U16 even, U16 odd) {
+    return U8(
+        _mm512_mask_add_epi8(Bits(px), bytes_of_pixels<0b0111>(), Bits(px), Bits(merge_high(even, odd))));
+}
 #endif
 
 template <int from>
