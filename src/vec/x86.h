@@ -101,8 +101,10 @@ QX_INLINE I16 sum_of_512ths(const PlanesX128& px) {
     const Constant<int16_t>* factor = opposites;
     // Or g++ makes the vectors out of numbers, for every short line and even in the loop.
     asm("" : "+r"(factor));
-    return mul_hi(px.byte_2, factor[2].vector()) + mul_hi(px.byte_1, factor[1].vector()) +
-           mul_hi(px.byte_0, factor[0].vector());
+    I16 sum = mul_hi(px.byte_2, factor[2].vector()) + mul_hi(px.byte_1, factor[1].vector()) +
+              mul_hi(px.byte_0, factor[0].vector());
+    asm("" : "+v"(sum));  // or it adds up all sums last, out of more products than there are registers
+    return sum;
 }
 
 QX_INLINE Pair pixels_of_sixteenths(I16 byte_0, I16 byte_1, I16 byte_2, Argb32 offsets, Pair px) {
@@ -127,39 +129,47 @@ QX_INLINE Pair pixels_of_sixteenths(I16 byte_0, I16 byte_1, I16 byte_2, Argb32 o
 #endif
 }
 
-// The sum of the products of bytes x8 has the quotient by 8192 in its high half, floored.
-struct PlanesX8 {
-    I16 bytes_01[2], bytes_12[2];  // in the lower and the upper lanes of their pixels
+// The sum of the products of bytes x8 has the quotient by 8192 in its high half, floored. Sums are worked out
+// vector by vector, once all are known: in 32 bits there are registers for one.
+struct OffsetPixels {
+    U8 of[2];
+    int offset_0, offset_1, offset_2;
 };
+QX_INLINE OffsetPixels offset_planes(Pair px, int offset_0, int offset_1, int offset_2) {
+    return {{px.first, px.second}, offset_0, offset_1, offset_2};
+}
+
 QX_INLINE I16 splat_pair(int lower, int upper) {
     return I16(U32{} + (lower & 0xFFFF) + (uint32_t(upper) << 16));
 }
 
-QX_INLINE PlanesX8 offset_planes(Pair px, int offset_0, int offset_1, int offset_2) {
+// Bytes 0 and 1, or 1 and 2, x8 in the lower and the upper lanes of their pixels.
+template <int k>
+QX_INLINE I16 two_bytes_x8(U8 px) {
 #if QX_VECTOR_BYTES >= 32
-    auto bytes_01 = [](U8 v) QX_LAMBDA {
-        return mul_add_bytes(shuffle_pixels<0, -1, 1, -1>(v), splat_pair(8, 8));
-    };
-    auto bytes_12 = [](U8 v) QX_LAMBDA { return mul_add_bytes(v, splat_pair(8 << 8, 8)); };
+    if (k == 0) return mul_add_bytes(shuffle_pixels<0, -1, 1, -1>(px), splat_pair(8, 8));
+    return mul_add_bytes(px, splat_pair(8 << 8, 8));
 #else
-    auto bytes_01 = [](U8 v) QX_LAMBDA { return I16((U32(v) & 0xFF) | (U32(v) << 8 & 0xFF0000)) * 8; };
-    auto bytes_12 = [](U8 v) QX_LAMBDA { return I16(U32(v) << 16 >> 24 | (U32(v) & 0xFF0000)) * 8; };
+    if (k == 0) return I16((U32(px) & 0xFF) | (U32(px) << 8 & 0xFF0000)) * 8;
+    return I16(U32(px) << 16 >> 24 | (U32(px) & 0xFF0000)) * 8;
 #endif
-    const I16 less_01 = splat_pair(8 * offset_0, 8 * offset_1),
-              less_12 = splat_pair(8 * offset_1, 8 * offset_2);
-    return {{bytes_01(px.first) - less_01, bytes_01(px.second) - less_01},
-            {bytes_12(px.first) - less_12, bytes_12(px.second) - less_12}};
 }
 
-struct SumsX65536 {
-    U32 of[2];
+template <int k>
+struct SumX65536 {
+    OffsetPixels px;
+    int from_k, from_1;
+
+    QX_INLINE_MEMBER U32 of(int v) const {
+        const I16 less = k == 0 ? splat_pair(8 * px.offset_0, 8 * px.offset_1)
+                                : splat_pair(8 * px.offset_1, 8 * px.offset_2);
+        const I16 factors = k == 0 ? splat_pair(from_k, from_1) : splat_pair(from_1, from_k);
+        return U32(QX_OP(madd_epi16)(Bits(two_bytes_x8<k>(px.of[v]) - less), Bits(factors)));
+    }
 };
 template <int k>
-QX_INLINE SumsX65536 sum_of_8192ths(const PlanesX8& px, int from_k, int from_1) {
-    const I16 factors = k == 0 ? splat_pair(from_k, from_1) : splat_pair(from_1, from_k);
-    const I16(&bytes)[2] = k == 0 ? px.bytes_01 : px.bytes_12;
-    return {{U32(QX_OP(madd_epi16)(Bits(bytes[0]), Bits(factors))),
-             U32(QX_OP(madd_epi16)(Bits(bytes[1]), Bits(factors)))}};
+QX_INLINE SumX65536<k> sum_of_8192ths(const OffsetPixels& px, int from_k, int from_1) {
+    return {px, from_k, from_1};
 }
 
 // Byte 1 is the sum of two high halves; what lies below them is not carried, since lanes of 16 bits are
@@ -191,10 +201,12 @@ QX_INLINE U8 pixels_of_high_halves(U32 byte_0, U32 byte_1, U32 byte_1_too, U32 b
     return colours | (px & splat(kAlphaByte));
 #endif
 }
-QX_INLINE Pair pixels_of_sums(const SumsX65536& byte_0, const SumsX65536& byte_1,
-                              const SumsX65536& byte_1_too, const SumsX65536& byte_2, Pair px) {
+template <int k_0, int k_1, int k_1_too, int k_2>
+QX_INLINE Pair pixels_of_sums(const SumX65536<k_0>& byte_0, const SumX65536<k_1>& byte_1,
+                              const SumX65536<k_1_too>& byte_1_too, const SumX65536<k_2>& byte_2, Pair px) {
     auto pixels = [&](int v, U8 alpha) QX_LAMBDA {
-        return pixels_of_high_halves(byte_0.of[v], byte_1.of[v], byte_1_too.of[v], byte_2.of[v], alpha);
+        U32 sum_0 = byte_0.of(v), sum_1 = byte_1.of(v), sum_1_too = byte_1_too.of(v), sum_2 = byte_2.of(v);
+        return pixels_of_high_halves(sum_0, sum_1, sum_1_too, sum_2, alpha);
     };
     return {pixels(0, px.first), pixels(1, px.second)};
 }
