@@ -91,16 +91,18 @@ static void taps(const Operands& x) {
     uint32_t count = most < kLine ? most : kLine;
     count -= x.mask[1] % 32 % count;
     const int reach = static_cast<int>((start + (count - 1) * step) >> 8) + 2;
-    for (uint32_t j = 0; j < count; j += kPixels) {
-        const int n = count - j < kPixels ? static_cast<int>(count - j) : kPixels;
-        const Taps taps = load_taps(x.a + kLine - reach, reach, start + j * step, step, n);
-        const Pair fraction = visible(taps.fraction);
-        const U8 all[] = {taps.left, taps.right, fraction.first, fraction.second};
-        for (int k = 0; k < 4; ++k) {
-            Argb32* out = x.out + k * kLine + j;
-            n < kPixels ? store_n(out, all[k], n) : store(out, all[k]);
+    with_taps(x.a + kLine - reach, reach, step, [&](auto taps_at) QX_LAMBDA {
+        for (uint32_t j = 0; j < count; j += kPixels) {
+            const int n = count - j < kPixels ? static_cast<int>(count - j) : kPixels;
+            const Taps taps = taps_at(start + j * step, n);
+            const Pair fraction = visible(taps.fraction);
+            const U8 all[] = {taps.left, taps.right, fraction.first, fraction.second};
+            for (int k = 0; k < 4; ++k) {
+                Argb32* out = x.out + k * kLine + j;
+                n < kPixels ? store_n(out, all[k], n) : store(out, all[k]);
+            }
         }
-    }
+    });
 }
 
 // A 16-bit number out of the table.
@@ -185,7 +187,7 @@ static const Operation rows[] = {
          const int step = static_cast<int>(x.number);
          for (int i = kLine - 1 - 3 * step; i >= 0; i -= 4) copy_four(x.out + i / 4 * 4, x.a + i, step);
      }},
-    {"load_taps", 1, 1100, taps},
+    {"with_taps", 1, 1100, taps},
 
     {"scale_alpha", 0, 0,
      [](const Operands& x) {

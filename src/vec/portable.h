@@ -407,18 +407,27 @@ struct Taps {
     Fraction fraction;
 };
 
-// The taps of n outputs, within src[0 .. src_count - 1]; those from n on, if any, are any pixels.
-QX_PORTABLE Taps load_taps(const Argb32* src, int32_t, uint32_t position, uint32_t step, int n) {
+// The positions of a vector's outputs, from the pixel on that the first one lies in.
+QX_PORTABLE U32 positions_from(uint32_t position, uint32_t step) {
     static constexpr auto lane = constant<uint32_t>([](int i) { return i; });
-    U32 positions = (position & 255) + lane.vector() * step;
-    auto tap = [=](int k) QX_LAMBDA {
-        const uint32_t own = position + static_cast<uint32_t>(k < n ? k : n - 1) * step;
-        return reinterpret_cast<const WordAnywhere*>(src) + (own >> 8);
-    };
-    U8 left =
-        each_pixel([=](int k) QX_LAMBDA { return k % 2 == 0 ? tap(k)[0].number : tap(k - 1)[1].number; });
-    U8 right = each_pixel([=](int k) QX_LAMBDA { return tap(k)[1].number; });
-    return {left, right, byte_weight<0>(U8(positions))};
+    return (position & 255) + lane.vector() * step;
+}
+
+// Calls use(taps_at) once, for a build that loads taps in several ways to choose by the step.
+// taps_at(position, n) are the taps of n outputs from a position on, within src[0 .. src_count - 1]; those
+// from n on, if any, are any pixels.
+template <typename Pixel, typename Use>
+QX_INLINE void with_taps(const Pixel* src, int32_t, uint32_t step, Use use) {
+    use([=](uint32_t position, int n) QX_LAMBDA -> Taps {
+        auto tap = [=](int k) QX_LAMBDA {
+            const uint32_t own = position + static_cast<uint32_t>(k < n ? k : n - 1) * step;
+            return reinterpret_cast<const WordAnywhere*>(src) + (own >> 8);
+        };
+        U8 left =
+            each_pixel([=](int k) QX_LAMBDA { return k % 2 == 0 ? tap(k)[0].number : tap(k - 1)[1].number; });
+        U8 right = each_pixel([=](int k) QX_LAMBDA { return tap(k)[1].number; });
+        return {left, right, byte_weight<0>(U8(positions_from(position, step)))};
+    });
 }
 
 }  // namespace qx::QX_ISA

@@ -409,36 +409,43 @@ QX_INLINE U8 load_every_second(const Argb32* src) {
 
 // Out of one or two vectors, or what the line has of them, where those reach far enough; else one by one, a
 // pair of neighbours at a load.
-QX_INLINE Taps load_taps(const Argb32* src, [[maybe_unused]] int32_t src_count, uint32_t position,
-                         uint32_t step, int n) {
-    static constexpr auto lane = constant<uint32_t>([](int i) { return i; });
-    U32 positions = (position & 255) + lane.vector() * step;  // from the first left tap on
-    Spread fraction = byte_weight<0>(U8(positions));
+template <typename Use>
+QX_INLINE void with_taps(const Argb32* src, [[maybe_unused]] int32_t src_count, uint32_t step, Use use) {
 #if QX_VECTOR_BYTES >= 32
     // The last right tap of a vector is at most (255 + (kPixels - 1) * step) / 256 + 1 pixels after its base.
     constexpr uint32_t kOneVector = (kPixels - 2) * 256 / (kPixels - 1);
     constexpr uint32_t kTwoVectors = (2 * kPixels - 2) * 256 / (kPixels - 1);
-    const int32_t base = static_cast<int32_t>(position >> 8), reach = src_count - base;
-    auto taps_from = [=, index = positions >> 8](auto px) QX_LAMBDA -> Taps {
-        U8 right = permute_pixels(px, index + 1);
-        return {follow_by(permute_pixels(px, index), right), right, fraction};
+    auto use_loaded = [=](auto load_from) QX_LAMBDA {
+        use([=](uint32_t position, int) QX_LAMBDA -> Taps {
+            const int32_t base = static_cast<int32_t>(position >> 8);
+            auto px = load_from(src + base, src_count - base);
+            U32 positions = positions_from(position, step), index = positions >> 8;
+            U8 right = permute_pixels(px, index + 1);
+            return {follow_by(permute_pixels(px, index), right), right, byte_weight<0>(U8(positions))};
+        });
     };
-    if (step <= kOneVector) return taps_from(reach >= kPixels ? load(src + base) : load_n(src + base, reach));
+    if (step <= kOneVector)
+        return use_loaded([](const Argb32* p, int32_t n)
+                              QX_LAMBDA { return n >= kPixels ? load(p) : load_n(p, n); });
     if (step <= kTwoVectors)
-        return taps_from(reach >= 2 * kPixels ? Pair{load(src + base), load(src + base + kPixels)}
-                                              : load_up_to(src + base, reach));
+        return use_loaded([](const Argb32* p, int32_t n) QX_LAMBDA {
+            return n >= 2 * kPixels ? Pair{load(p), load(p + kPixels)} : load_up_to(p, n);
+        });
 #endif
-    auto pixel_of = [=](int k) QX_LAMBDA {
-        return src + ((position + static_cast<uint32_t>(k < n ? k : n - 1) * step) >> 8);
-    };
-    auto pair_at = [=](int k)
-                       QX_LAMBDA { return _mm_loadl_epi64(reinterpret_cast<const __m128i*>(pixel_of(k))); };
-    auto right_of = [=](int k) QX_LAMBDA {
-        return _mm_unpacklo_epi32(_mm_loadu_si32(pixel_of(k) + 1), _mm_loadu_si32(pixel_of(k + 1) + 1));
-    };
-    return {fours([=](int k) QX_LAMBDA { return _mm_unpacklo_epi64(pair_at(k), pair_at(k + 2)); }),
-            fours([=](int k) QX_LAMBDA { return _mm_unpacklo_epi64(right_of(k), right_of(k + 2)); }),
-            fraction};
+    use([=](uint32_t position, int n) QX_LAMBDA -> Taps {
+        auto pixel_of = [=](int k) QX_LAMBDA {
+            return src + ((position + static_cast<uint32_t>(k < n ? k : n - 1) * step) >> 8);
+        };
+        auto pair_at = [=](int k) QX_LAMBDA {
+            return _mm_loadl_epi64(reinterpret_cast<const __m128i*>(pixel_of(k)));
+        };
+        auto right_of = [=](int k) QX_LAMBDA {
+            return _mm_unpacklo_epi32(_mm_loadu_si32(pixel_of(k) + 1), _mm_loadu_si32(pixel_of(k + 1) + 1));
+        };
+        return {fours([=](int k) QX_LAMBDA { return _mm_unpacklo_epi64(pair_at(k), pair_at(k + 2)); }),
+                fours([=](int k) QX_LAMBDA { return _mm_unpacklo_epi64(right_of(k), right_of(k + 2)); }),
+                byte_weight<0>(U8(positions_from(position, step)))};
+    });
 }
 
 }  // namespace qx::QX_ISA
