@@ -19,9 +19,14 @@ void zoom_outNx(Argb32* dst, int32_t dst_width, int32_t dst_height, const Argb32
             for (; dst_width - x >= kPixels; x += kPixels) store(dst + x, load_every_second(row + 2 * x));
         if (fx == 3 && kPixels > 4)  // fewer are copied as fast
             for (; dst_width - x >= kPixels; x += kPixels) store(dst + x, load_every_third(row + 3 * x));
+        auto copy = [=](ptrdiff_t x) QX_LAMBDA { copy_four(dst + x, row + x * fx, fx); };
         for (; dst_width - x >= 8; x += 8) {
-            copy_four(dst + x, row + x * fx, fx);
-            copy_four(dst + x + 4, row + (x + 4) * fx, fx);
+            copy(x);
+            copy(x + 4);
+        }
+        if (dst_width - x >= 4) {
+            copy(x);
+            x += 4;
         }
         for (; x < dst_width; ++x) __builtin_memcpy(dst + x, row + x * fx, sizeof(Argb32));
     }
