@@ -2,9 +2,9 @@
 
 namespace qx::QX_ISA {
 
-// The positions of the outputs in the source line, in 1/256 of a pixel: j * step, but for the last
-// one, which is pinned 1/256 before the end, so that its right tap is the last pixel. The truncated step
-// falls short of that by up to a pixel for every 256 outputs.
+// The positions of the outputs in the source line, in 1/256 of a pixel: j * step, but for the last one, which
+// is pinned 1/256 before the end, so that its right tap is the last pixel. The truncated step falls short of
+// that by up to a pixel for every 256 outputs.
 struct Positions {
     uint32_t step, last;
 };

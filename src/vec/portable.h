@@ -52,7 +52,8 @@ QX_PORTABLE U8 opaque(U8 px) { return px | splat(kAlphaByte); }
 // The alpha of every pixel in all of its bytes.
 QX_PORTABLE U8 spread_alpha(U8 px) { return repeat_byte<3>(px); }
 
-// The colours of px under an alpha that is given as a number, or as that of other pixels.
+// The colours of px under an alpha that is given as a number, or as that of other pixels; or what has got its
+// alpha before.
 QX_PORTABLE U8 with_alpha(U8 px, U8 alpha) { return select(splat(kAlphaByte), alpha, px); }
 QX_PORTABLE U8 with_alpha(U8 px, Spread alpha) {
     return (px & splat(~kAlphaByte)) | U8(U32(alpha.lanes) << 24);

@@ -205,6 +205,7 @@ template <int k_0, int k_1, int k_1_too, int k_2>
 QX_INLINE Pair pixels_of_sums(const SumX65536<k_0>& byte_0, const SumX65536<k_1>& byte_1,
                               const SumX65536<k_1_too>& byte_1_too, const SumX65536<k_2>& byte_2, Pair px) {
     auto pixels = [&](int v, U8 alpha) QX_LAMBDA {
+        // As arguments g++ would work them out from the last one on, which is 2 % slower.
         U32 sum_0 = byte_0.of(v), sum_1 = byte_1.of(v), sum_1_too = byte_1_too.of(v), sum_2 = byte_2.of(v);
         return pixels_of_high_halves(sum_0, sum_1, sum_1_too, sum_2, alpha);
     };
